@@ -1,0 +1,89 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "base/bytes.h"
+#include "base/path.h"
+#include "base/result.h"
+
+namespace kelvaris {
+
+/// Pixels in memory: 8 bits a channel, rows packed from top to bottom, encoded as sRGB (three channels)
+/// or as grey with the sRGB curve (one channel).
+struct Bitmap {
+    int width = 0;
+    int height = 0;
+    int channels = 3;                  ///< 1 or 3
+    std::vector<std::uint8_t> pixels;  ///< width * height * channels bytes
+
+    int longSide() const { return width > height ? width : height; }
+};
+
+/// A finished picture, shared and never changed; bitmaps go between threads as this.
+using Image = std::shared_ptr<const Bitmap>;
+
+/// What a file's header says, before any pixel is decoded.
+struct ImageProperties {
+    int pixelWidth = 0;  ///< as stored, before orientation
+    int pixelHeight = 0;
+    std::optional<int> orientation;      ///< the top-level orientation, unchecked
+    std::optional<int> tiffOrientation;  ///< that of the TIFF tags, unchecked
+    bool decodesUpright = false;         ///< the decoder itself turns the pixels (HEIC)
+};
+
+/// The metadata blocks of a file as they stand in it; an absent one is empty.
+struct MetadataBlocks {
+    Bytes exif;                      ///< the TIFF-structured block, without the "Exif\0\0" in front
+    Bytes xmp;                       ///< the packet
+    std::vector<Bytes> extendedXmp;  ///< whole APP1 payloads of a JPEG's extended packets, in order
+    Bytes icc;                       ///< the colour profile of the stored pixels
+    std::vector<Bytes> photoshop;    ///< whole APP13 payloads (IPTC lives there)
+    std::vector<Bytes> comments;     ///< COM payloads
+};
+
+struct ImageError {
+    enum class Code { unreadable, notAnImage, truncated, tooLarge, failed };
+    Code code = Code::failed;
+    std::string message;
+};
+
+template <class T>
+using ImageResult = Result<T, ImageError>;
+
+/// One opened picture file; everything asked of it comes from one read. One thread at a time.
+class ImageSource {
+public:
+    virtual ~ImageSource() = default;
+
+    virtual const ImageProperties& properties() const = 0;
+    /// Read on the first call.
+    virtual const MetadataBlocks& metadata() = 0;
+
+    /// The small picture inside the file, turned upright, at most that long; failed when there is none.
+    virtual ImageResult<Image> embeddedThumbnail(int maxPixelSize) = 0;
+
+    /// The picture turned upright by the file's own orientation, in sRGB.
+    /// @param maxPixelSize the long side is at most this (never enlarged); absent is full size.
+    virtual ImageResult<Image> decode(std::optional<int> maxPixelSize) = 0;
+};
+
+/// Opens and encodes pictures. Any thread.
+class ImageCodec {
+public:
+    virtual ~ImageCodec() = default;
+
+    /// JPEG, PNG, TIFF or HEIC by content; a picture of more pixels than the limit is Code::tooLarge.
+    virtual ImageResult<std::unique_ptr<ImageSource>> open(const Path& path) = 0;
+
+    /// @param quality 0 to 1.
+    virtual ImageResult<Bytes> encodeJpeg(const Bitmap& bitmap, double quality) = 0;
+
+    /// Scales with area averaging or better, keeping the shape; never enlarges.
+    virtual ImageResult<Image> reduced(const Image& image, int maxPixelSize) = 0;
+};
+
+}  // namespace kelvaris
