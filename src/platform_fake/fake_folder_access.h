@@ -1,0 +1,62 @@
+#pragma once
+
+#include <map>
+#include <set>
+
+#include "platform/folder_reference.h"
+
+namespace kelvaris {
+
+/// Folder references over any file system, with the open accesses counted.
+class FakeFolderAccess final : public FolderAccess {
+public:
+    explicit FakeFolderAccess(const Files& files) : files_(files) {}
+
+    /// From now on the folder can not be opened.
+    void deny(const Path& folder) { denied_.insert(folder); }
+    void allow(const Path& folder) { denied_.erase(folder); }
+    /// From now on no reference can be made.
+    void setMakesReferences(bool makes) { makesReferences_ = makes; }
+
+    int openCount(const Path& folder) const {
+        const auto found = open_.find(folder);
+        return found == open_.end() ? 0 : found->second;
+    }
+    int openCount() const {
+        int sum = 0;
+        for (const auto& [folder, count] : open_) sum += count;
+        return sum;
+    }
+    /// Ends without a beginning.
+    int surplusEnds() const { return surplusEnds_; }
+
+    std::optional<std::string> makeReference(const Path& folder) override {
+        if (!makesReferences_) return std::nullopt;
+        return makeFolderReference(files_, folder);
+    }
+    std::optional<ResolvedFolder> resolve(const std::string& reference) override {
+        return resolveFolderReference(files_, reference);
+    }
+    bool beginAccess(const Path& folder) override {
+        if (denied_.contains(folder) || !files_.list(folder)) return false;
+        ++open_[folder];
+        return true;
+    }
+    void endAccess(const Path& folder) override {
+        int& count = open_[folder];
+        if (count == 0) {
+            ++surplusEnds_;
+        } else {
+            --count;
+        }
+    }
+
+private:
+    const Files& files_;
+    std::set<Path> denied_;
+    std::map<Path, int> open_;
+    bool makesReferences_ = true;
+    int surplusEnds_ = 0;
+};
+
+}  // namespace kelvaris
