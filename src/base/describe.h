@@ -13,8 +13,9 @@
 ///     visitor.required(key, member, meaning)   always written, must be present on read
 ///     visitor.optional(key, member, meaning)   member is a std::optional; absent is left out
 ///
-/// where a member is a bool, an integer, a float, a double, a std::string, an Instant, an enumeration
-/// with raw values, another described record, a std::vector or a std::map from std::string of these.
+/// where a member is a bool, an integer, a float, a double, a std::string, an Instant, an Identifier (by
+/// its canonical text), an enumeration with raw values, another described record, a std::vector or a
+/// std::map from std::string of these.
 /// The frontmatter's encoder and strict decoder, the JSON of the command line and the tables of the
 /// schema text all read this one declaration.
 
