@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "base/byte_source.h"
 #include "base/bytes.h"
 #include "base/path.h"
 #include "base/result.h"
@@ -26,8 +27,11 @@ struct Bitmap {
 /// A finished picture, shared and never changed; bitmaps go between threads as this.
 using Image = std::shared_ptr<const Bitmap>;
 
+enum class ImageFormat { jpeg, png, tiff, heif };
+
 /// What a file's header says, before any pixel is decoded.
 struct ImageProperties {
+    ImageFormat format = ImageFormat::jpeg;
     int pixelWidth = 0;  ///< as stored, before orientation
     int pixelHeight = 0;
     std::optional<int> orientation;      ///< the top-level orientation, unchecked
@@ -35,7 +39,8 @@ struct ImageProperties {
     bool decodesUpright = false;         ///< the decoder itself turns the pixels (HEIC)
 };
 
-/// The metadata blocks of a file as they stand in it; an absent one is empty.
+/// The metadata blocks of a file as they stand in it; an absent one is empty. A TIFF has no block of
+/// its own for EXIF: its first table is the block, and is read from ImageSource::file().
 struct MetadataBlocks {
     Bytes exif;                      ///< the TIFF-structured block, without the "Exif\0\0" in front
     Bytes xmp;                       ///< the packet
@@ -46,7 +51,14 @@ struct MetadataBlocks {
 };
 
 struct ImageError {
-    enum class Code { unreadable, notAnImage, truncated, tooLarge, failed };
+    enum class Code {
+        unreadable,  ///< no such file, no right to it, or not a regular file
+        notAnImage,  ///< none of the formats that are read here
+        damaged,     ///< the header or the pixels end early or contradict themselves
+        tooLarge,    ///< more pixels, or more bytes, than a picture may have
+        absent,      ///< what was asked for is not in the file
+        failed,      ///< the library behind could not do it
+    };
     Code code = Code::failed;
     std::string message;
 };
@@ -60,10 +72,14 @@ public:
     virtual ~ImageSource() = default;
 
     virtual const ImageProperties& properties() const = 0;
+    /// The bytes of the opened file, whatever happens to its name meanwhile. Lives as long as the source.
+    virtual const ByteSource& file() const = 0;
     /// Read on the first call.
     virtual const MetadataBlocks& metadata() = 0;
 
-    /// The small picture inside the file, turned upright, at most that long; failed when there is none.
+    /// The small picture inside the file, turned upright, at most that long; Code::absent when there is
+    /// none.
+    /// Never decodes the picture itself.
     virtual ImageResult<Image> embeddedThumbnail(int maxPixelSize) = 0;
 
     /// The picture turned upright by the file's own orientation, in sRGB.

@@ -122,17 +122,23 @@ std::vector<int> FakeImageCodec::decodedSizes() const {
 
 class FakeImageCodec::Source final : public ImageSource {
 public:
-    Source(FakeImageCodec& codec, Path path, std::shared_ptr<FakePicture> picture)
-        : codec_(codec), path_(std::move(path)), picture_(std::move(picture)) {}
+    Source(FakeImageCodec& codec, Path path, std::shared_ptr<FakePicture> picture,
+           std::unique_ptr<MappedFile> file)
+        : codec_(codec),
+          path_(std::move(path)),
+          picture_(std::move(picture)),
+          mapped_(std::move(file)),
+          file_(mapped_->bytes()) {}
 
     const ImageProperties& properties() const override { return picture_->properties; }
+    const ByteSource& file() const override { return file_; }
     const MetadataBlocks& metadata() override { return picture_->metadata; }
 
     ImageResult<Image> embeddedThumbnail(int maxPixelSize) override {
         const std::lock_guard guard(codec_.mutex_);
         if (picture_->thumbnailError) return Unexpected(*picture_->thumbnailError);
         if (!picture_->thumbnail) {
-            return Unexpected(ImageError{ImageError::Code::failed, "no embedded thumbnail"});
+            return Unexpected(ImageError{ImageError::Code::absent, "no embedded thumbnail"});
         }
         ++codec_.thumbnails_;
         return Image(std::make_shared<Bitmap>(reducedBitmap(*picture_->thumbnail, maxPixelSize)));
@@ -151,18 +157,20 @@ private:
     FakeImageCodec& codec_;
     Path path_;
     std::shared_ptr<FakePicture> picture_;
+    std::unique_ptr<MappedFile> mapped_;
+    ViewByteSource file_;
 };
 
 ImageResult<std::unique_ptr<ImageSource>> FakeImageCodec::open(const Path& path) {
-    const auto bytes = files_.map(path);
+    auto mapped = files_.map(path);
     const std::lock_guard guard(mutex_);
     ++opens_[path];
-    if (!bytes) return Unexpected(ImageError{ImageError::Code::unreadable, bytes.error().message});
+    if (!mapped) return Unexpected(ImageError{ImageError::Code::unreadable, mapped.error().message});
     const auto found = pictures_.find(path);
     const auto picture = found == pictures_.end() ? defaultPicture_ : found->second;
     if (!picture) return Unexpected(ImageError{ImageError::Code::notAnImage, "not an image"});
     if (picture->openError) return Unexpected(*picture->openError);
-    return std::unique_ptr<ImageSource>(std::make_unique<Source>(*this, path, picture));
+    return std::unique_ptr<ImageSource>(std::make_unique<Source>(*this, path, picture, std::move(*mapped)));
 }
 
 ImageResult<Bytes> FakeImageCodec::encodeJpeg(const Bitmap& bitmap, double quality) {
