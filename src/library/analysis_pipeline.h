@@ -1,0 +1,38 @@
+#pragma once
+
+#include <functional>
+
+#include "base/path.h"
+#include "base/uuid.h"
+#include "library/photo_item.h"
+#include "vocabulary/analysis_result.h"
+
+namespace kelvaris {
+
+/// What a run of analysis tells its roll. All are called on the main thread.
+struct AnalysisCallbacks {
+    std::function<void(const PhotoPointer& photo, const AnalysisResult& result)> onPhotoAnalyzed;
+    std::function<void(bool success)> onReadOutcome;  ///< may be empty
+    std::function<void()> onThumbnailsLoaded;         ///< may be empty
+    std::function<void()> onAllComplete;              ///< once, when no later run took the photos over
+};
+
+/// What a roll asks of the analysis, which lives above it. Main thread; nothing blocks.
+class AnalysisPipeline {
+public:
+    virtual ~AnalysisPipeline() = default;
+
+    /// Loads the thumbnails of all photos and analyses those that have not been. A later run over the
+    /// same photos supersedes this one.
+    virtual void analyzeRoll(const PhotoList& photos, const Path& sourceFolder, RollID rollID,
+                             bool isBackground, AnalysisCallbacks callbacks) = 0;
+
+    /// Analyses photos that are loaded already, without loading thumbnails for display.
+    virtual void reanalyze(const PhotoList& photos, bool isCloudHosted, AnalysisCallbacks callbacks) = 0;
+
+    /// Loads the thumbnails of the first photos, without keeping a bitmap for analysis.
+    virtual void loadSidebarThumbnails(const PhotoList& photos, RollID rollID, int count,
+                                       bool isCloudHosted) = 0;
+};
+
+}  // namespace kelvaris
