@@ -65,6 +65,9 @@ public:
                                       double quality) const;
 
 private:
+    Bytes taggedBlock(const Bytes& sourceBlock, const EXIFData& data, int width, int height,
+                      bool isConverted) const;
+
     ImageCodec& codec_;
     Files& files_;
     const Language& language_;

@@ -26,9 +26,8 @@ struct JpegRecipe {
 };
 
 enum class JpegWriteError {
-    unreadable,   ///< the source does not decode to its end
-    unsupported,  ///< the source is sound, but its colours are not ours to copy (CMYK)
-    failed,       ///< the encoder or the disk refused
+    unreadable,  ///< the source does not decode to its end
+    failed,      ///< the encoder or the disk refused
 };
 
 /// Writes JPEG copies in one pass: pixels and metadata together. Any thread; one picture is in memory
@@ -37,15 +36,15 @@ class JpegWriter {
 public:
     virtual ~JpegWriter() = default;
 
-    /// The size of a JPEG's stored pixels, from its header alone.
-    struct Size {
-        int width = 0;
+    struct Header {
+        int width = 0;  ///< of the stored pixels
         int height = 0;
+        bool isCopyable = false;  ///< grey, YCbCr or RGB: colours that copy() can keep as they are
     };
-    virtual Result<Size, JpegWriteError> measure(ByteView jpeg) = 0;
+    virtual Result<Header, JpegWriteError> readHeader(ByteView jpeg) = 0;
 
-    /// Decodes, turns and encodes; the stored colours keep the meaning that the file's profile gives them.
-    /// The destination is written but not committed; after an error the caller drops it.
+    /// Decodes, turns and encodes a copyable JPEG; the stored colours keep the meaning that the file's
+    /// profile gives them. The destination is written but not committed; after an error the caller drops it.
     virtual Result<void, JpegWriteError> copy(ByteView jpeg, const JpegRecipe& recipe,
                                               PendingFile& destination) = 0;
 
