@@ -67,4 +67,18 @@ private:
     std::vector<std::thread> threads_;
 };
 
+/// Queues on threads of their own, all with the same clean-up at a thread's end.
+class ThreadedOperationQueueFactory final : public OperationQueueFactory {
+public:
+    explicit ThreadedOperationQueueFactory(std::function<void()> atThreadEnd = nullptr)
+        : atThreadEnd_(std::move(atThreadEnd)) {}
+
+    std::unique_ptr<OperationQueue> makeQueue(std::string name, int width) override {
+        return std::make_unique<ThreadedOperationQueue>(std::move(name), width, atThreadEnd_);
+    }
+
+private:
+    std::function<void()> atThreadEnd_;
+};
+
 }  // namespace kelvaris

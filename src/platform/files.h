@@ -50,7 +50,8 @@ struct FolderEntry {
     std::optional<FileInfo> info;  ///< of what a link leads to; absent when it cannot be read
 };
 
-/// The whole of a file's bytes, kept readable for as long as this lives.
+/// The whole of a file's bytes, kept readable for as long as this lives. What another program cuts off
+/// meanwhile, or a disk that was pulled out no longer gives, reads as zeros.
 class MappedFile {
 public:
     virtual ~MappedFile() = default;
@@ -80,7 +81,8 @@ enum class Durability {
 };
 
 /// The file system. Any thread. Paths are UTF-8; a name on disk that is not UTF-8 is seen under an
-/// escaped form (each foreign byte b as U+10FE00 + b) that leads back to the same file.
+/// escaped form (each foreign byte b as U+10FE00 + b) that leads back to the same file. A write to a path
+/// that is a link takes the link's place.
 class Files {
 public:
     virtual ~Files() = default;
@@ -106,6 +108,8 @@ public:
     virtual FileResult<void> move(const Path& from, const Path& to) = 0;
     /// Renames over an existing file.
     virtual FileResult<void> replace(const Path& from, const Path& to) = 0;
+    /// Swaps two existing files or folders of one file system, so that no moment sees either missing.
+    virtual FileResult<void> exchange(const Path& a, const Path& b) = 0;
     /// Copies a file's bytes over the target, atomically.
     virtual FileResult<void> copyFile(const Path& from, const Path& to) = 0;
     /// Takes the lock file for this process; Code::inUse when another process holds it.

@@ -609,6 +609,20 @@ FileResult<void> FakeFiles::replace(const Path& from, const Path& to) {
     return relocate(from, to, true);
 }
 
+FileResult<void> FakeFiles::exchange(const Path& a, const Path& b) {
+    const std::lock_guard guard(mutex_);
+    if (auto passed = step(Step::move); !passed) return passed;
+    const auto first = spot(a);
+    if (!first) return Unexpected(first.error());
+    const auto second = spot(b);
+    if (!second) return Unexpected(second.error());
+    if (!first->node() || !second->node()) return failure(Code::notFound);
+    if (first->folder->readOnly || second->folder->readOnly) return failure(Code::permissionDenied);
+    if (first->folder->device != second->folder->device) return failure(Code::crossesDevices);
+    std::swap(first->folder->children[first->name], second->folder->children[second->name]);
+    return {};
+}
+
 FileResult<void> FakeFiles::copyFile(const Path& from, const Path& to) {
     const std::lock_guard guard(mutex_);
     const auto source = readable(from);

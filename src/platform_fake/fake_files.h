@@ -85,6 +85,7 @@ public:
     FileResult<void> removeTree(const Path& path) override;
     FileResult<void> move(const Path& from, const Path& to) override;
     FileResult<void> replace(const Path& from, const Path& to) override;
+    FileResult<void> exchange(const Path& a, const Path& b) override;
     FileResult<void> copyFile(const Path& from, const Path& to) override;
     FileResult<std::unique_ptr<FileLock>> lock(const Path& path) override;
 

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "base/path.h"
+
+namespace kelvaris {
+
+/// The bytes that the kernel knows the path by: escaped bytes become themselves again.
+std::string nativePath(const Path& path);
+
+/// A name or path of the kernel in UTF-8. Bytes that are none, and characters that an escaped byte could
+/// be mistaken for, are escaped one by one, so that nativePath leads back.
+std::string pathTextFromNative(std::string_view native);
+
+}  // namespace kelvaris
