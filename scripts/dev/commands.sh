@@ -25,11 +25,13 @@ dev_build() {
     local preset=${1:-release}
     case "$preset" in release) ;; *) install_packages "${test_packages[@]}" ;; esac
     case "$preset" in fuzz) install_packages clang libclang-rt-14-dev ;; esac
+    fetch_inference_runtime
     configure_and_build "$preset"
 }
 
 dev_test() {
     install_packages "${packages[@]}" "${test_packages[@]}"
+    fetch_inference_runtime
     python3 scripts/lint_house.py
     configure_and_build dev --quiet
     ctest --test-dir build/dev --output-on-failure "$@"
@@ -37,6 +39,7 @@ dev_test() {
 
 dev_sanitize() {
     install_packages "${packages[@]}" "${test_packages[@]}"
+    fetch_inference_runtime
     configure_and_build "$1" --quiet
     ctest --test-dir "build/$1" --output-on-failure
 }
