@@ -1,0 +1,28 @@
+#include "vault/frontmatter.h"
+
+#include "base/text.h"
+
+namespace kelvaris {
+
+namespace {
+constexpr std::string_view fence = "---";
+constexpr std::string_view closingFence = "\n---";
+}  // namespace
+
+std::string frontmatterFile(std::string_view yaml, std::string_view body) {
+    yaml = trimmedNewlines(yaml);
+    std::string file;
+    file.reserve(yaml.size() + body.size() + 16);
+    file.append(fence).append("\n").append(yaml);
+    file.append(closingFence).append("\n\n").append(body).append("\n");
+    return file;
+}
+
+std::optional<std::string_view> readFrontmatter(std::string_view file) {
+    if (!isValidUtf8(file) || !file.starts_with(fence)) return std::nullopt;
+    const auto end = file.find(closingFence, fence.size());
+    if (end == std::string_view::npos) return std::nullopt;
+    return trimmed(file.substr(fence.size(), end - fence.size()));
+}
+
+}  // namespace kelvaris

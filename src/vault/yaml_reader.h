@@ -1,0 +1,78 @@
+#pragma once
+
+#include <yaml.h>
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "vault/yaml_limits.h"
+
+namespace kelvaris {
+
+/// A part of a YAML document as a reader meets it. The views live until the reader moves on.
+struct YamlEvent {
+    enum class Kind { end, scalar, sequenceStart, sequenceEnd, mappingStart, mappingEnd };
+    Kind kind = Kind::end;
+    std::string_view text;  ///< of a scalar
+    std::string_view tag;   ///< explicit tag; empty when there is none
+    bool isPlain = false;   ///< a scalar without quotes
+};
+
+/// Walks the events of one YAML 1.1 document, with aliases replaced by what they stand for, within limits.
+/// After a failure the current event stays Kind::end. Any thread, one document per reader.
+class YamlReader {
+public:
+    /// The text must outlive the reader.
+    explicit YamlReader(std::string_view text, YamlLimits limits = {});
+    ~YamlReader();
+    YamlReader(const YamlReader&) = delete;
+    YamlReader& operator=(const YamlReader&) = delete;
+
+    const YamlEvent& current() const { return current_; }
+    bool is(YamlEvent::Kind kind) const { return current_.kind == kind; }
+    void advance();
+
+    /// Walks over the value that begins here, whatever it is; keys given twice in it are a failure.
+    void skipValue();
+
+    bool ok() const { return failure_.empty(); }
+    /// Ends the reading. The first reason stays, with the line where it arose.
+    void fail(std::string_view reason);
+    /// "Line 12: ..."; empty while all is well.
+    const std::string& failure() const { return failure_; }
+
+private:
+    struct Recording;
+    struct RecordedEvent;
+    struct Replay {
+        std::shared_ptr<const Recording> recording;
+        std::size_t next = 0;
+    };
+
+    bool parseNext();
+    void takeParsed();
+    void startReplay(std::shared_ptr<const Recording> recording);
+    void takeReplayed();
+    void record();
+    void countDepth();
+
+    YamlLimits limits_;
+    yaml_parser_t parser_;
+    yaml_event_t event_{};
+    bool holdsEvent_ = false;
+    YamlEvent current_;
+    std::string failure_;
+    std::size_t depth_ = 0;
+    std::size_t replayed_ = 0;
+    std::size_t recordedBytes_ = 0;
+    std::map<std::string, std::shared_ptr<Recording>, std::less<>> anchors_;
+    std::vector<std::shared_ptr<Recording>> recording_;  ///< the anchored values that are being read
+    std::vector<Replay> replays_;
+};
+
+}  // namespace kelvaris
