@@ -7,6 +7,17 @@ namespace kelvaris {
 PhotoItem::PhotoItem(Path sourceURL, int sortIndex)
     : sourceURL_(std::move(sourceURL)), filename_(sourceURL_.filename()), sortIndex_(sortIndex) {}
 
+const TagConfidences& PhotoItem::visionTags() const {
+    static const TagConfidences none;
+    return visionTags_ ? *visionTags_ : none;
+}
+
+void PhotoItem::setVisionTags(TagConfidences value) {
+    SharedValue<TagConfidences> shared;
+    if (!value.empty()) shared = std::move(value);
+    assign(PhotoField::visionTags, visionTags_, std::move(shared));
+}
+
 void PhotoItem::clearLocation() {
     setLatitude(std::nullopt);
     setLongitude(std::nullopt);

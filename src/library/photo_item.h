@@ -247,10 +247,10 @@ public:
     void setAnalysisGeneration(RunStamp value) {
         assign(PhotoField::analysisGeneration, analysisGeneration_, value);
     }
-    const TagConfidences& visionTags() const { return visionTags_; }
-    void setVisionTags(TagConfidences value) {
-        assign(PhotoField::visionTags, visionTags_, std::move(value));
-    }
+    const TagConfidences& visionTags() const;
+    /// The same, shared with whoever takes a snapshot; none when empty.
+    const SharedValue<TagConfidences>& sharedVisionTags() const { return visionTags_; }
+    void setVisionTags(TagConfidences value);
     const std::optional<TagConfidences>& placeCategories() const { return placeCategories_; }
     void setPlaceCategories(std::optional<TagConfidences> value) {
         assign(PhotoField::placeCategories, placeCategories_, std::move(value));
@@ -318,7 +318,7 @@ private:
     Image previewImage_;
     Image thumbnailCGImage_;
     std::map<std::string, bool> manualLabelOverrides_;
-    TagConfidences visionTags_;
+    SharedValue<TagConfidences> visionTags_;
     std::optional<TagConfidences> placeCategories_;
     std::optional<std::string> placeName_;
     std::optional<std::string> perceptualHash_;

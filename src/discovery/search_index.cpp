@@ -1,0 +1,184 @@
+#include "discovery/search_index.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "base/vector_math.h"
+
+namespace kelvaris {
+
+std::uint32_t SearchIndex::TextTable::number(std::string_view text) {
+    if (const auto found = numbers_.find(text); found != numbers_.end()) return found->second;
+    const auto number = static_cast<std::uint32_t>(texts_.size());
+    texts_.emplace_back(text);
+    numbers_.emplace(text, number);
+    return number;
+}
+
+/// What every different text of the index answers to one query, made before the photos are walked.
+class SearchIndex::Answers {
+public:
+    Answers(const SearchIndex& index, const SearchQuery& query) : wordCount_(query.words.size()) {
+        answerTags(index, query);
+        places_.reserve(index.places_.texts().size());
+        for (const std::string& place : index.places_.texts()) {
+            places_.push_back(locationScore(place, query.words, index.language_));
+        }
+        for (const PhotoLabelRow& row : photoLabelRows) {
+            labels_[static_cast<std::size_t>(row.label)] = labelScore(row.label, query.words, index.words_);
+        }
+    }
+
+    /// The sum over tags and words, in the order of the tags and, within one, of the words.
+    WordScore tags(std::span<const Tag> tags) const {
+        WordScore sum;
+        for (const Tag& tag : tags) {
+            const std::uint32_t row = tagRows_[tag.text];
+            if (row == noRow) continue;
+            for (std::size_t i = 0; i < wordCount_; ++i) {
+                const WordScore& answer = tagAnswers_[row + i];
+                if (answer.value > 0.0F) sum.value += tag.confidence * answer.value;
+                sum.isWholeWord = sum.isWholeWord || answer.isWholeWord;
+            }
+        }
+        return sum;
+    }
+
+    const WordScore& place(std::uint32_t number) const { return places_[number]; }
+
+    WordScore labels(PhotoLabelSet labels) const {
+        WordScore best;
+        for (const PhotoLabel label : labels) {
+            const WordScore& answer = labels_[static_cast<std::size_t>(label)];
+            best.value = std::max(best.value, answer.value);
+            best.isDirect = best.isDirect || answer.isDirect;
+            best.isWholeWord = best.isWholeWord || answer.isWholeWord;
+        }
+        if (best.isDirect) best.value = 1.0F;  // even where a similarity exceeds it
+        return best;
+    }
+
+private:
+    static constexpr std::uint32_t noRow = 0xFFFFFFFF;
+
+    void answerTags(const SearchIndex& index, const SearchQuery& query) {
+        const auto& texts = index.tagTexts_.texts();
+        tagRows_.assign(texts.size(), noRow);
+        std::vector<WordScore> row(wordCount_);
+        for (std::size_t text = 0; text < texts.size(); ++text) {
+            bool answers = false;
+            for (std::size_t i = 0; i < wordCount_; ++i) {
+                row[i] = tagScore(texts[text], query.words[i], index.words_);
+                answers = answers || row[i].value > 0.0F;
+            }
+            if (!answers) continue;
+            tagRows_[text] = static_cast<std::uint32_t>(tagAnswers_.size());
+            tagAnswers_.insert(tagAnswers_.end(), row.begin(), row.end());
+        }
+    }
+
+    std::size_t wordCount_;
+    std::vector<std::uint32_t> tagRows_;
+    std::vector<WordScore> tagAnswers_;  ///< wordCount_ of them a row
+    std::vector<WordScore> places_;
+    std::array<WordScore, photoLabelCount> labels_;
+};
+
+SearchIndex::Roll SearchIndex::laidOut(SearchableRoll source) {
+    Roll roll{.source = std::move(source), .photos = {}, .tags = {}};
+    roll.photos.reserve(roll.source.photos.size());
+    for (const SearchablePhoto& photo : roll.source.photos) {
+        if (photo.visionTags) {
+            for (const auto& [tag, confidence] : *photo.visionTags) {
+                roll.tags.push_back({tagTexts_.number(language_.lowercased(tag)), confidence});
+            }
+        }
+        roll.photos.push_back({
+            .clipEmbedding =
+                photo.clipEmbedding ? std::span<const float>(*photo.clipEmbedding) : std::span<const float>(),
+            .labels = photo.labels,
+            .colors = photo.dominantColors ? ColorTraits(*photo.dominantColors) : ColorTraits(),
+            .place = places_.number(photo.placeName ? language_.lowercased(*photo.placeName) : std::string()),
+            .tagsEnd = static_cast<std::uint32_t>(roll.tags.size()),
+        });
+    }
+    roll.tags.shrink_to_fit();
+    return roll;
+}
+
+void SearchIndex::update(std::vector<SearchableRoll> rolls) {
+    std::unordered_map<RollID, std::size_t> held;
+    for (std::size_t i = 0; i < rolls_.size(); ++i) held.emplace(rolls_[i].source.id, i);
+    std::vector<Roll> updated;
+    updated.reserve(rolls.size());
+    for (SearchableRoll& roll : rolls) {
+        const auto found = held.find(roll.id);
+        if (found != held.end() && rolls_[found->second].source == roll) {
+            updated.push_back(std::move(rolls_[found->second]));
+            held.erase(found);
+        } else {
+            updated.push_back(laidOut(std::move(roll)));
+        }
+    }
+    rolls_ = std::move(updated);
+}
+
+std::size_t SearchIndex::photoCount() const {
+    std::size_t count = 0;
+    for (const Roll& roll : rolls_) count += roll.photos.size();
+    return count;
+}
+
+std::size_t SearchIndex::embeddingCount() const {
+    std::size_t count = 0;
+    for (const Roll& roll : rolls_) {
+        count += static_cast<std::size_t>(
+            std::count_if(roll.source.photos.begin(), roll.source.photos.end(),
+                          [](const SearchablePhoto& photo) { return photo.clipEmbedding.has_value(); }));
+    }
+    return count;
+}
+
+void SearchIndex::search(const SearchQuery& query, std::span<const float> textVector, SearchOrder order,
+                         const RollHits& onRoll) const {
+    if (query.isEmpty()) return;
+    const Answers answers(*this, query);
+    const ColorQuery colors = ColorQuery::from(query.words);
+    for (const Roll& roll : rolls_) {
+        const WordScore metadata = rollMetadataScore(roll.source.context, query.words, language_);
+        std::vector<SearchHit> hits;
+        std::uint32_t tagsBegin = 0;
+        for (std::uint32_t i = 0; i < roll.photos.size(); ++i) {
+            const Photo& photo = roll.photos[i];
+            const auto tags =
+                answers.tags(std::span(roll.tags).subspan(tagsBegin, photo.tagsEnd - tagsBegin));
+            tagsBegin = photo.tagsEnd;
+            const auto labels = answers.labels(photo.labels);
+            const auto& place = answers.place(photo.place);
+            const PhotoScores scores{
+                .clip = clipScore(cosineSimilarity(textVector, photo.clipEmbedding)),
+                .color = photo.colors.score(colors),
+                .label = labels.value,
+                .tag = tags.value,
+                .location = place.value,
+                .roll = metadata.value,
+            };
+            const float score = scores.blended();
+            if (!(score > 0.0F)) continue;
+            hits.push_back(
+                {i, score,
+                 tags.isWholeWord || labels.isWholeWord || place.isWholeWord || metadata.isWholeWord});
+        }
+        if (hits.empty()) continue;
+        std::stable_sort(hits.begin(), hits.end(), [order](const SearchHit& a, const SearchHit& b) {
+            if (order == SearchOrder::keywordFirst && a.isWholeWordHit != b.isWholeWordHit) {
+                return a.isWholeWordHit;
+            }
+            return a.score > b.score;
+        });
+        if (!onRoll(roll.source.id, std::move(hits))) return;
+    }
+}
+
+}  // namespace kelvaris

@@ -1,0 +1,98 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "discovery/search_query.h"
+#include "discovery/searchable.h"
+
+namespace kelvaris {
+
+/// How the photos of one roll stand in a result.
+enum class SearchOrder : std::uint8_t {
+    score,         ///< best score first
+    keywordFirst,  ///< photos that a whole word of the query hits, then the others, each best score first
+};
+
+/// One found photo.
+struct SearchHit {
+    std::uint32_t position;  ///< in the roll as it was handed in
+    float score;             ///< above 0
+    bool isWholeWordHit;
+};
+
+/// The photos of many rolls, laid out for a linear pass: a library has half a million photos, but only
+/// about fifteen hundred different tags, so each different text is compared with a query once, and a photo
+/// costs a few table look-ups and one dot product. Held by one thread at a time; reads no live object.
+class SearchIndex {
+public:
+    /// Both must outlive the index. @param words may be nullptr: then only substrings and CLIP count.
+    SearchIndex(const Language& language, const WordSimilarity* words) : language_(language), words_(words) {}
+
+    /// Makes the index hold exactly these rolls, in this order. Rolls that are equal to what it holds are
+    /// taken over as they are.
+    void update(std::vector<SearchableRoll> rolls);
+
+    std::size_t rollCount() const { return rolls_.size(); }
+    std::size_t photoCount() const;
+    PhotoID photoID(std::size_t roll, std::size_t position) const {
+        return rolls_[roll].source.photos[position].id;
+    }
+    /// Photos with a CLIP vector.
+    std::size_t embeddingCount() const;
+
+    /// Scores every photo. Calls back for each roll with hits, in order, with the hits in the order asked
+    /// for; equal ones stand as the photos do. A false answer ends the search.
+    /// @param textVector the query's CLIP vector; empty when there is none.
+    using RollHits = std::function<bool(RollID, std::vector<SearchHit>)>;
+    void search(const SearchQuery& query, std::span<const float> textVector, SearchOrder order,
+                const RollHits& onRoll) const;
+
+private:
+    /// Different texts by number; numbers are never given twice.
+    class TextTable {
+    public:
+        std::uint32_t number(std::string_view text);
+        const std::vector<std::string>& texts() const { return texts_; }
+
+    private:
+        struct Hash : std::hash<std::string_view> {
+            using is_transparent = void;
+        };
+        std::unordered_map<std::string, std::uint32_t, Hash, std::equal_to<>> numbers_;
+        std::vector<std::string> texts_;
+    };
+
+    struct Tag {
+        std::uint32_t text;
+        float confidence;
+    };
+    struct Photo {
+        std::span<const float> clipEmbedding;
+        PhotoLabelSet labels;
+        ColorTraits colors;
+        std::uint32_t place;
+        std::uint32_t tagsEnd;  ///< its tags in the roll's list begin where those of the photo before end
+    };
+    struct Roll {
+        SearchableRoll source;
+        std::vector<Photo> photos;
+        std::vector<Tag> tags;
+    };
+    class Answers;
+
+    Roll laidOut(SearchableRoll source);
+
+    const Language& language_;
+    const WordSimilarity* words_;
+    TextTable tagTexts_;
+    TextTable places_;
+    std::vector<Roll> rolls_;
+};
+
+}  // namespace kelvaris

@@ -1,0 +1,47 @@
+#include "discovery/search_service.h"
+
+#include "base/log.h"
+
+namespace kelvaris {
+namespace {
+
+constexpr std::string_view category = "Search";
+
+}  // namespace
+
+std::vector<float> SearchService::textVector(const SearchQuery& query) const {
+    if (embedder_ == nullptr || query.isEmpty()) return {};
+    auto embedding = embedder_->textEmbedding(query.typed);
+    if (!embedding) {
+        log::error(category, "CLIP text embedding failed for '{}': {}", query.typed, embedding.error());
+        return {};
+    }
+    return std::move(*embedding).value_or(std::vector<float>());
+}
+
+void SearchService::search(const SearchQuery& query, std::span<const float> textVector, SearchOrder order,
+                           const SearchIndex::RollHits& onRoll) const {
+    if (query.isEmpty()) return;
+    log::debug(category, "Search '{}': CLIP text={}, embeddings={}/{}", query.typed, !textVector.empty(),
+               index_.embeddingCount(), index_.photoCount());
+    index_.search(query, textVector, order, onRoll);
+}
+
+std::vector<SearchResult> SearchService::search(std::string_view typed, SearchableRoll roll,
+                                                SearchOrder order) {
+    const auto query = SearchQuery::from(typed, language_);
+    if (query.isEmpty()) return {};
+    std::vector<SearchableRoll> rolls;
+    rolls.push_back(std::move(roll));
+    update(std::move(rolls));
+    std::vector<SearchResult> results;
+    search(query, textVector(query), order, [&](RollID, std::vector<SearchHit> hits) {
+        for (const SearchHit& hit : hits) {
+            results.push_back({index_.photoID(0, hit.position), hit.score});
+        }
+        return true;
+    });
+    return results;
+}
+
+}  // namespace kelvaris
