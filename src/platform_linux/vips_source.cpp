@@ -8,6 +8,7 @@
 
 #include "platform_linux/file_byte_source.h"
 #include "platform_linux/jpeg_segments.h"
+#include "platform_linux/libjpeg_pixels.h"
 #include "platform_linux/tiff_strips.h"
 #include "platform_linux/tiff_tables.h"
 
@@ -15,6 +16,7 @@ namespace kelvaris {
 namespace {
 
 constexpr std::string_view exifName{"Exif\0\0", 6};
+constexpr std::uint16_t orientationTag = 274;
 constexpr std::uint16_t thumbnailOffsetTag = 513;
 constexpr std::uint16_t thumbnailLengthTag = 514;
 constexpr std::array heifBrands{"heic", "heix", "hevc", "heim", "heis", "mif1", "msf1", "avif"};
@@ -79,6 +81,57 @@ ImageResult<Image> finished(VipsImage* image, ExtraBands extraBands, std::option
     return turned(std::move(*bitmap), orientation);
 }
 
+std::optional<std::pair<int, int>> sizeFor(int width, int height, std::optional<int> maxPixelSize) {
+    if (!maxPixelSize || std::max(width, height) <= *maxPixelSize) return std::nullopt;
+    return boundedSize(width, height, *maxPixelSize);
+}
+
+/// The largest reduction that the format can do itself and that still leaves the wanted long side.
+int jpegDivisor(int longSide, std::optional<std::pair<int, int>> size) {
+    for (const int divisor : {8, 4, 2}) {
+        if (size && longSide / divisor >= std::max(size->first, size->second)) return divisor;
+    }
+    return 1;
+}
+
+/// @param profile the colour profile of its pixels; empty for none.
+ImageResult<Image> decodedJpeg(ByteView jpeg, const Bytes& profile, std::optional<int> maxPixelSize,
+                               int orientation) {
+    const auto header = readJpegHeader(jpeg);
+    if (!header) return Unexpected(header.error());
+    const auto size = sizeFor(header->width, header->height, maxPixelSize);
+    auto pixels = decodeJpeg(jpeg, jpegDivisor(std::max(header->width, header->height), size));
+    if (!pixels) return Unexpected(pixels.error());
+    if (!size && profile.empty() && pixels->channels < 4) {
+        return turned({pixels->width, pixels->height, pixels->channels, std::move(pixels->samples)},
+                      orientation);
+    }
+    const VipsImagePtr plain(vips_image_new_from_memory(pixels->samples.data(), pixels->samples.size(),
+                                                        pixels->width, pixels->height, pixels->channels,
+                                                        VIPS_FORMAT_UCHAR));
+    VipsInterpretation colours = VIPS_INTERPRETATION_sRGB;
+    if (pixels->channels == 1) colours = VIPS_INTERPRETATION_B_W;
+    if (pixels->channels == 4) colours = VIPS_INTERPRETATION_CMYK;
+    const auto image = plain ? vipsResult([&](VipsImage** out) {
+        return vips_copy(plain.get(), out, "interpretation", colours, nullptr);
+    })
+                             : nullptr;
+    if (!image) return Unexpected(damaged());
+    if (!profile.empty()) {
+        vips_image_set_blob_copy(image.get(), VIPS_META_ICC_NAME, profile.data(), profile.size());
+    }
+    return finished(image.get(), ExtraBands::asInterpreted, size, orientation);
+}
+
+std::optional<int> orientationIn(const Bytes& exif) {
+    const ViewByteSource block(exif);
+    const auto reader = TiffReader::open(block);
+    const auto first = reader ? reader->table(reader->firstTable()) : std::nullopt;
+    const auto value = first ? reader->integer(*first, orientationTag) : std::nullopt;
+    if (!value) return std::nullopt;
+    return static_cast<int>(std::min<std::uint64_t>(*value, 9));
+}
+
 /// The Exif block's second table may point at a small JPEG inside the block.
 ByteView thumbnailIn(const Bytes& exif) {
     const ViewByteSource block(exif);
@@ -124,35 +177,16 @@ public:
     }
 
     ImageResult<Image> embeddedThumbnail(int maxPixelSize) override {
-        VipsImagePtr small;
-        Bytes bytes;
-        if (properties_.format == ImageFormat::heif) {
-            small = load(contents_, [&](VipsSource* source, VipsImage** out) {
-                return vips_heifload_source(source, out, "thumbnail", TRUE, "fail_on", VIPS_FAIL_ON_TRUNCATED,
-                                            nullptr);
-            });
-            // Without a small picture inside, the library hands over the large one.
-            const bool own = small && vips_image_get_width(small.get()) < properties_.pixelWidth;
-            if (small && !own) small.reset();
-        } else if (const ByteView inside = thumbnailIn(metadata().exif); !inside.empty()) {
-            bytes.assign(inside.begin(), inside.end());
-            small = loadJpeg(bytes, 1);
-        }
-        if (!small) {
-            vips_error_clear();
-            return Unexpected(ImageError{ImageError::Code::absent, "No embedded thumbnail"});
-        }
-        const int width = vips_image_get_width(small.get());
-        const int height = vips_image_get_height(small.get());
-        if (static_cast<std::int64_t>(width) * height > 4096 * 4096) {
-            return Unexpected(
-                ImageError{ImageError::Code::tooLarge, "An embedded thumbnail of a poster's size"});
-        }
-        return finished(small.get(), ExtraBands::asInterpreted, sizeFor(width, height, maxPixelSize),
-                        orientation());
+        if (properties_.format == ImageFormat::heif) return heifThumbnail(maxPixelSize);
+        const ByteView inside = thumbnailIn(metadata().exif);
+        if (inside.empty()) return Unexpected(noThumbnail());
+        return decodedJpeg(inside, {}, maxPixelSize, orientation());
     }
 
     ImageResult<Image> decode(std::optional<int> maxPixelSize) override {
+        if (properties_.format == ImageFormat::jpeg) {
+            return decodedJpeg(contents_, metadata().icc, maxPixelSize, orientation());
+        }
         const auto size = sizeFor(properties_.pixelWidth, properties_.pixelHeight, maxPixelSize);
         if (size && strips_) {
             const int box = std::min({strips_->width / size->first, strips_->height / size->second, 128});
@@ -162,7 +196,7 @@ public:
                 return finished(shrunk->get(), ExtraBands::notAlpha, size, orientation());
             }
         }
-        const auto image = loadPicture(size ? std::max(size->first, size->second) : 0);
+        const auto image = loadPicture();
         if (!image) return Unexpected(damaged());
         return finished(image.get(), extraBands_, size, orientation());
     }
@@ -184,13 +218,28 @@ private:
                 return Unexpected(ImageError{ImageError::Code::unreadable, "The file cannot be read"});
             }
         }
-        header_ = loadPicture(0);
-        if (!header_) return Unexpected(damaged());
-        properties_.pixelWidth = vips_image_get_width(header_.get());
-        properties_.pixelHeight = vips_image_get_height(header_.get());
+        auto read = properties_.format == ImageFormat::jpeg ? readJpegProperties() : readProperties();
+        if (!read) return read;
         if (static_cast<std::int64_t>(properties_.pixelWidth) * properties_.pixelHeight > limits.pixels) {
             return Unexpected(ImageError{ImageError::Code::tooLarge, "The picture has too many pixels"});
         }
+        return {};
+    }
+
+    ImageResult<void> readJpegProperties() {
+        const auto header = readJpegHeader(contents_);
+        if (!header) return Unexpected(header.error());
+        properties_.pixelWidth = header->width;
+        properties_.pixelHeight = header->height;
+        properties_.orientation = properties_.tiffOrientation = orientationIn(metadata().exif);
+        return {};
+    }
+
+    ImageResult<void> readProperties() {
+        header_ = loadPicture();
+        if (!header_) return Unexpected(damaged());
+        properties_.pixelWidth = vips_image_get_width(header_.get());
+        properties_.pixelHeight = vips_image_get_height(header_.get());
         properties_.decodesUpright = properties_.format == ImageFormat::heif;
         if (!properties_.decodesUpright) {
             properties_.orientation = integerField(header_.get(), VIPS_META_ORIENTATION);
@@ -207,19 +256,33 @@ private:
         strips_ = plainStrips(*reader, *table);
     }
 
-    /// The pixels by the format's own loader, lazily, from top to bottom once.
-    /// @param wanted the long side that is enough, which a JPEG can be read down to; 0 for all.
-    VipsImagePtr loadPicture(int wanted) const {
+    /// The small picture beside the large one; without one, the library hands over the large one.
+    ImageResult<Image> heifThumbnail(int maxPixelSize) const {
+        const auto small = load([](VipsSource* source, VipsImage** out) {
+            return vips_heifload_source(source, out, "thumbnail", TRUE, "fail_on", VIPS_FAIL_ON_TRUNCATED,
+                                        nullptr);
+        });
+        if (!small) vips_error_clear();
+        if (!small || vips_image_get_width(small.get()) >= properties_.pixelWidth) {
+            return Unexpected(noThumbnail());
+        }
+        const auto size =
+            sizeFor(vips_image_get_width(small.get()), vips_image_get_height(small.get()), maxPixelSize);
+        return finished(small.get(), ExtraBands::asInterpreted, size, orientation());
+    }
+
+    /// The pixels by the format's own loader, lazily, from top to bottom once. Not for JPEG.
+    VipsImagePtr loadPicture() const {
         switch (properties_.format) {
             case ImageFormat::jpeg:
-                return loadJpeg(contents_, jpegShrink(wanted));
+                return nullptr;
             case ImageFormat::png:
-                return load(contents_, [](VipsSource* source, VipsImage** out) {
+                return load([](VipsSource* source, VipsImage** out) {
                     return vips_pngload_source(source, out, "access", VIPS_ACCESS_SEQUENTIAL, "fail_on",
                                                VIPS_FAIL_ON_TRUNCATED, nullptr);
                 });
             case ImageFormat::heif:
-                return load(contents_, [](VipsSource* source, VipsImage** out) {
+                return load([](VipsSource* source, VipsImage** out) {
                     return vips_heifload_source(source, out, "access", VIPS_ACCESS_SEQUENTIAL, "fail_on",
                                                 VIPS_FAIL_ON_TRUNCATED, nullptr);
                 });
@@ -236,33 +299,13 @@ private:
     }
 
     template <class Loader>
-    static VipsImagePtr load(const Bytes& bytes, Loader&& loader) {
-        const VipsSourcePtr source(vips_source_new_from_memory(bytes.data(), bytes.size()));
+    VipsImagePtr load(Loader&& loader) const {
+        const VipsSourcePtr source(vips_source_new_from_memory(contents_.data(), contents_.size()));
         if (!source) return nullptr;
         return vipsResult([&](VipsImage** out) { return loader(source.get(), out); });
     }
 
-    static VipsImagePtr loadJpeg(const Bytes& bytes, int shrink) {
-        return load(bytes, [&](VipsSource* source, VipsImage** out) {
-            return vips_jpegload_source(source, out, "shrink", shrink, "access", VIPS_ACCESS_SEQUENTIAL,
-                                        "fail_on", VIPS_FAIL_ON_TRUNCATED, nullptr);
-        });
-    }
-
-    /// The largest reduction that the format can do itself and that still leaves the wanted long side.
-    int jpegShrink(int wanted) const {
-        const int longSide = std::max(properties_.pixelWidth, properties_.pixelHeight);
-        for (const int shrink : {8, 4, 2}) {
-            if (wanted > 0 && longSide / shrink >= wanted) return shrink;
-        }
-        return 1;
-    }
-
-    static std::optional<std::pair<int, int>> sizeFor(int width, int height,
-                                                      std::optional<int> maxPixelSize) {
-        if (!maxPixelSize || std::max(width, height) <= *maxPixelSize) return std::nullopt;
-        return boundedSize(width, height, *maxPixelSize);
-    }
+    static ImageError noThumbnail() { return {ImageError::Code::absent, "No embedded thumbnail"}; }
 
     int orientation() const { return properties_.orientation.value_or(1); }
 
@@ -271,7 +314,7 @@ private:
     ImageProperties properties_;
     ExtraBands extraBands_ = ExtraBands::asInterpreted;
     std::optional<TiffStrips> strips_;
-    VipsImagePtr header_;
+    VipsImagePtr header_;  // of every format but JPEG
     std::optional<MetadataBlocks> metadata_;
 };
 

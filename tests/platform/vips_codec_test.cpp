@@ -287,6 +287,22 @@ TEST_F(VipsCodecTest, LiesAndDamageNeverCrash) {
     }
 }
 
+TEST_F(VipsCodecTest, JpegThatClaimsMoreThanItHoldsGivesNoPicture) {
+    for (const std::string saver : {"", "[interlace]"}) {
+        savePicture(photograph(120, 90), (folder_ / "liar.jpg").string() + saver);
+        Bytes liar = readBytes(folder_ / "liar.jpg");
+        for (std::size_t at = 0; at + 9 < liar.size(); ++at) {
+            if (liar[at] != 0xFF || (liar[at + 1] != 0xC0 && liar[at + 1] != 0xC2)) continue;
+            liar[at + 5] = 4;  // the height's upper byte
+            break;
+        }
+        writeBytes(folder_ / "liar.jpg", liar);
+        EXPECT_EQ(opened(folder_ / "liar.jpg")->properties().pixelHeight, 4 * 256 + 90);
+        EXPECT_FALSE(decodes(folder_ / "liar.jpg", 80));
+        EXPECT_FALSE(decodes(folder_ / "liar.jpg", std::nullopt));
+    }
+}
+
 TEST_F(VipsCodecTest, EncodedAndReducedPicturesKeepTheirShape) {
     const auto picture = std::make_shared<const Bitmap>(quarters(801, 533));
     const auto reduced = codec_->reduced(picture, 300);

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "platform/images.h"
+
+namespace kelvaris {
+
+/// The samples of a JPEG as they are stored: grey (1), sRGB or another RGB (3), or CMYK (4, 255 for full
+/// ink).
+struct JpegPixels {
+    int width = 0;
+    int height = 0;
+    int channels = 3;
+    Bytes samples;  ///< rows packed from top to bottom
+};
+
+/// The size and the number of channels alone. Code::damaged when the header does not stand.
+ImageResult<JpegPixels> readJpegHeader(ByteView jpeg);
+
+/// All pixels, or each side divided by 2, 4 or 8 and rounded up, which costs less than all.
+/// A picture whose data end before its last row is Code::damaged, as is a progressive one of
+/// more than 500 scans; damage within, which the decoder gets over, shows.
+ImageResult<JpegPixels> decodeJpeg(ByteView jpeg, int divisor);
+
+}  // namespace kelvaris
