@@ -4,7 +4,7 @@ packages=(
     libfmt-dev libspdlog-dev nlohmann-json3-dev libcli11-dev
     libvips-dev libjpeg62-turbo-dev
     libicu-dev libyaml-dev libsimdjson-dev
-    libtiff-dev libheif-dev
+    libtiff-dev libheif-dev libdlib-dev libdlib-data libtesseract-dev tesseract-ocr-eng
     libcurl4-openssl-dev libssl-dev zlib1g-dev
 )
 test_packages=(
