@@ -37,13 +37,9 @@ struct LibraryServices {
     Path home;  ///< the user's home folder
 
     /// Makes writes that a screen shows as a movement, directly when the user wants no movement.
-    void animate(const Spring& spring, const std::function<void()>& writes) const {
-        if (shell.reducesMotion()) {
-            writes();
-        } else {
-            animator.animate(spring, writes);
-        }
-    }
+    void animate(const Spring& spring, const std::function<void()>& writes) const;
+    /// Plays the sound unless the user wants none.
+    void play(Sound sound) const;
 };
 
 }  // namespace kelvaris

@@ -1,0 +1,117 @@
+#include "library/roll_dates.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "base/text.h"
+#include "library/roll_loading.h"
+#include "preferences/user_preferences.h"
+
+namespace kelvaris {
+namespace {
+
+constexpr Spring assignmentSpring{.response = 0.25, .dampingFraction = 0.9, .blendDuration = 0.0};
+constexpr double secondsPerHour = 3600.0;
+
+void writeDate(FilmRoll& roll, PhotoItem& photo, Instant date) {
+    photo.setCaptureDate(date);
+    photo.setDateSource(MetadataSource::roll);
+    const auto place = roll.locationService().location(date);
+    if (!place) return;
+    photo.setLatitude(place->latitude);
+    photo.setLongitude(place->longitude);
+    photo.setLocationSource(MetadataSource::roll);
+    photo.setPlaceName(std::nullopt);
+}
+
+std::string assignedMessage(const FilmRoll& roll, const PhotoList& photos) {
+    std::string text =
+        "Dates assigned starting " + roll.services().language.mediumDateShortTime(roll.baseDate());
+    if (roll.locationService().records().empty()) return text;
+    const auto located = std::count_if(photos.begin(), photos.end(), [](const PhotoPointer& photo) {
+        return photo->locationSource() == MetadataSource::roll;
+    });
+    if (located == 0) return text + " (no photos in timeline range)";
+    return text + " (" + std::to_string(located) + "/" + std::to_string(photos.size()) + " located)";
+}
+
+void finishAssignment(FilmRoll& roll, const PhotoList& photos) {
+    roll.setStatusNotification(StatusNotification::assigned(assignedMessage(roll, photos)));
+    roll.setWorkflowState(WorkflowState::metadataAssigned);
+    roll.markExportDirty();
+    roll.services().play(Sound::assignDates);
+}
+
+}  // namespace
+
+MetadataOverwriteSummary dateOverwriteSummary(const FilmRoll& roll) {
+    MetadataOverwriteSummary summary;
+    for (const PhotoPointer& photo : roll.photos()) {
+        if (!photo->captureDate()) continue;
+        if (!photo->dateSource()) {
+            ++summary.other;
+            continue;
+        }
+        switch (*photo->dateSource()) {
+            case MetadataSource::exif:
+                ++summary.exif;
+                break;
+            case MetadataSource::photo:
+                ++summary.photo;
+                break;
+            case MetadataSource::roll:
+                ++summary.roll;
+                break;
+            case MetadataSource::autoDetect:
+                ++summary.other;
+                break;
+        }
+    }
+    return summary;
+}
+
+std::string MetadataOverwriteSummary::warningMessage() const {
+    const std::pair<int, const char*> rows[] = {
+        {exif, " with original EXIF dates"},
+        {photo, " with manually set dates"},
+        {other, " with existing dates"},
+    };
+    std::vector<std::string> parts;
+    for (const auto& [count, words] : rows) {
+        if (count > 0) parts.push_back(countOf(count, "photo") + words);
+    }
+    if (parts.empty()) return {};
+    if (parts.size() > 1) parts.back().insert(0, "and ");
+    return "This will replace dates on " + joined(parts, parts.size() == 3 ? ", " : " ") + ".";
+}
+
+void assignDates(FilmRoll& roll, std::optional<double> intervalSeconds, std::function<void()> completion) {
+    const LibraryServices& services = roll.services();
+    const double interval = intervalSeconds.value_or(services.preferences.dateIntervalSeconds());
+    roll.locationService().setMaxGap(services.preferences.locationMaxGapHours() * secondsPerHour);
+
+    const std::weak_ptr<FilmRoll> weak = roll.weak_from_this();
+    const PhotoList photos = roll.photos();
+    const auto dateOf = [start = roll.baseDate(), interval](std::size_t i) {
+        // Added in ticks, so that the base keeps its full precision.
+        return start + (Instant::fromSeconds(interval * static_cast<double>(i)) - Instant());
+    };
+    const std::size_t staggered = std::min<std::size_t>(photos.size(), staggeredPhotoCount);
+    for (std::size_t i = 0; i < staggered; ++i) {
+        services.main.postAfter(i * staggerStep, [weak, photo = photos[i], date = dateOf(i)] {
+            const RollPointer living = weak.lock();
+            if (!living) return;
+            living->services().animate(assignmentSpring, [&] { writeDate(*living, *photo, date); });
+        });
+    }
+    for (std::size_t i = staggered; i < photos.size(); ++i) writeDate(roll, *photos[i], dateOf(i));
+
+    services.main.postAfter(staggered * staggerStep, [weak, photos, completion = std::move(completion)] {
+        const RollPointer living = weak.lock();
+        if (!living) return;
+        finishAssignment(*living, photos);
+        if (completion) completion();
+    });
+}
+
+}  // namespace kelvaris

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "library/film_roll.h"
+
+namespace kelvaris {
+
+/// How many photos have a date, by who set it. Photos without a date count nowhere.
+struct MetadataOverwriteSummary {
+    int exif = 0;
+    int photo = 0;
+    int roll = 0;
+    int other = 0;  ///< set by analysis, or by nobody known
+
+    bool operator==(const MetadataOverwriteSummary&) const = default;
+
+    /// What to tell before dates are assigned; empty when only an earlier assignment is replaced.
+    std::string warningMessage() const;
+};
+
+MetadataOverwriteSummary dateOverwriteSummary(const FilmRoll& roll);
+
+/// Gives each photo, in order, a date spaced from the roll's base date, and the place where the location
+/// history says the user was. The first photos are written one by one as a movement, the others at once;
+/// the roll's state and the completion follow when the last is written. Nothing is written once the roll
+/// is gone. Main thread.
+/// @param intervalSeconds absent takes the user's preference.
+/// @param completion may be empty.
+void assignDates(FilmRoll& roll, std::optional<double> intervalSeconds, std::function<void()> completion);
+
+}  // namespace kelvaris

@@ -1,0 +1,203 @@
+#include "library/roll_editing.h"
+
+#include <algorithm>
+#include <compare>
+
+#include "library/roll_selection.h"
+#include "library/undo_stack.h"
+
+namespace kelvaris {
+namespace {
+
+constexpr Spring dragSpring{.response = 0.25, .dampingFraction = 0.85, .blendDuration = 0.05};
+constexpr Spring rotationSpring{.response = 0.3, .dampingFraction = 0.9, .blendDuration = 0.0};
+
+/// A date that is not there counts as the greatest.
+std::weak_ordering compareDates(const std::optional<Instant>& a, const std::optional<Instant>& b) {
+    if (!a || !b) return b.has_value() <=> a.has_value();
+    return *a <=> *b;
+}
+
+/// Every key that a sort may ask for, taken once a photo.
+struct Keyed {
+    PhotoPointer photo;
+    std::string nameKey;
+};
+
+template <class Compare>
+void stableSort(std::vector<Keyed>& photos, bool ascending, Compare compare) {
+    std::stable_sort(photos.begin(), photos.end(), [&](const Keyed& a, const Keyed& b) {
+        const auto order = compare(a, b);
+        return ascending ? order < 0 : order > 0;
+    });
+}
+
+void sortByPeople(std::vector<Keyed>& photos, bool ascending) {
+    std::stable_sort(photos.begin(), photos.end(), [ascending](const Keyed& a, const Keyed& b) {
+        const int left = a.photo->peopleCount();
+        const int right = b.photo->peopleCount();
+        if (left == 0 || right == 0) return left != 0 && right == 0;
+        return ascending ? left < right : left > right;
+    });
+}
+
+/// Everything about a photo that a rotation changes and its undo restores.
+struct RotationState {
+    RotationAngle rotation;
+    std::optional<MetadataSource> source;
+    double displayDegrees;
+};
+
+RotationState rotationState(const PhotoItem& photo) {
+    return {photo.rotation(), photo.rotationSource(), photo.displayRotationDegrees()};
+}
+
+void applyRotation(FilmRoll& roll, PhotoItem& photo, const RotationState& state) {
+    photo.invalidateOrientationCaches();
+    photo.setRotation(state.rotation);
+    roll.markExportDirty();
+    photo.setRotationSource(state.source);
+    roll.services().animate(rotationSpring, [&] { photo.setDisplayRotationDegrees(state.displayDegrees); });
+}
+
+void pushRotation(FilmRoll& roll, const PhotoPointer& photo, UndoStack* undoStack, const char* label,
+                  const RotationState& before, const RotationState& after) {
+    if (!undoStack) return;
+    const auto restore = [weak = roll.weak_from_this(), photo](const RotationState& state) {
+        const RollPointer living = weak.lock();
+        if (!living) return;
+        selectPhoto(*living, photo);
+        applyRotation(*living, *photo, state);
+    };
+    undoStack->push({.label = label,
+                     .undo = [restore, before] { restore(before); },
+                     .redo = [restore, after] { restore(after); }});
+}
+
+void rotateSelected(FilmRoll& roll, UndoStack* undoStack, const char* label,
+                    RotationAngle (*next)(RotationAngle), double degrees) {
+    const PhotoPointer photo = roll.selectedPhoto();
+    if (!photo) return;
+    const RotationState before = rotationState(*photo);
+    const RotationState after{next(before.rotation), MetadataSource::photo, before.displayDegrees + degrees};
+    applyRotation(roll, *photo, after);
+    roll.services().play(Sound::rotate);
+    pushRotation(roll, photo, undoStack, label, before, after);
+}
+
+}  // namespace
+
+void sortPhotos(FilmRoll& roll) {
+    const SortOption option = roll.sortOption();
+    if (isManual(option)) return;
+
+    const Language& language = roll.services().language;
+    std::vector<Keyed> photos;
+    photos.reserve(roll.photos().size());
+    for (const PhotoPointer& photo : roll.photos()) {
+        photos.push_back({photo, option == SortOption::filename ? language.naturalSortKey(photo->filename())
+                                                                : std::string()});
+    }
+    const bool ascending = roll.sortAscending();
+    switch (option) {
+        case SortOption::filename:
+            stableSort(photos, ascending,
+                       [](const Keyed& a, const Keyed& b) { return a.nameKey <=> b.nameKey; });
+            break;
+        case SortOption::captureDate:
+            stableSort(photos, ascending, [](const Keyed& a, const Keyed& b) {
+                return compareDates(a.photo->captureDate(), b.photo->captureDate());
+            });
+            break;
+        case SortOption::fileModificationDate:
+            stableSort(photos, ascending, [](const Keyed& a, const Keyed& b) {
+                return compareDates(a.photo->fileModificationDate(), b.photo->fileModificationDate());
+            });
+            break;
+        case SortOption::peopleCount:
+            sortByPeople(photos, ascending);
+            break;
+        case SortOption::custom:
+            break;
+    }
+    PhotoList sorted;
+    sorted.reserve(photos.size());
+    for (Keyed& each : photos) sorted.push_back(std::move(each.photo));
+    roll.setPhotos(std::move(sorted));
+    roll.renumberPhotos();
+}
+
+bool dragPhotoOver(FilmRoll& roll, PhotoID dragged, PhotoID target, bool searchActive) {
+    if (searchActive || dragged == target) return false;
+    PhotoList photos = roll.photos();
+    const auto withID = [&photos](PhotoID id) {
+        return std::find_if(photos.begin(), photos.end(),
+                            [id](const PhotoPointer& photo) { return photo->id() == id; });
+    };
+    const auto from = withID(dragged);
+    const auto to = withID(target);
+    if (from == photos.end() || to == photos.end()) return false;
+    if (from < to) {
+        std::rotate(from, from + 1, to + 1);
+    } else {
+        std::rotate(to, from, from + 1);
+    }
+    roll.services().animate(dragSpring, [&] { roll.setPhotos(std::move(photos)); });
+    return true;
+}
+
+std::vector<PhotoID> photoOrder(const FilmRoll& roll) {
+    std::vector<PhotoID> order;
+    order.reserve(roll.photos().size());
+    for (const PhotoPointer& photo : roll.photos()) order.push_back(photo->id());
+    return order;
+}
+
+bool finishDrag(FilmRoll& roll, const std::vector<PhotoID>& preDragOrder) {
+    if (photoOrder(roll) == preDragOrder) return false;
+    roll.setSortOption(SortOption::custom);
+    roll.renumberPhotos();
+    roll.services().play(Sound::reorder);
+    return true;
+}
+
+void rotateSelectedClockwise(FilmRoll& roll, UndoStack* undoStack) {
+    rotateSelected(roll, undoStack, "Rotate Clockwise", rotatedClockwise, 90.0);
+}
+
+void rotateSelectedCounterClockwise(FilmRoll& roll, UndoStack* undoStack) {
+    rotateSelected(roll, undoStack, "Rotate Counter-Clockwise", rotatedCounterClockwise, -90.0);
+}
+
+void confirmSuggestedRotation(FilmRoll& roll, const PhotoPointer& photo, UndoStack* undoStack) {
+    if (photo->rotationSource() == MetadataSource::photo || !photo->orientationDecision()) return;
+    const auto suggestion = photo->orientationDecision()->reviewRotation();
+    if (!suggestion) return;
+
+    const RotationState before = rotationState(*photo);
+    const RotationState after{*suggestion, MetadataSource::photo, displayDegrees(*suggestion)};
+    selectPhoto(roll, photo);
+    applyRotation(roll, *photo, after);
+    pushRotation(roll, photo, undoStack, "Confirm Suggested Rotation", before, after);
+}
+
+void removePhoto(FilmRoll& roll, const PhotoPointer& photo) {
+    PhotoList photos = roll.photos();
+    const PhotoID id = photo->id();
+    const auto hasID = [id](const PhotoPointer& each) { return each->id() == id; };
+    const auto found = std::find_if(photos.begin(), photos.end(), hasID);
+    if (found == photos.end()) return;
+    const auto position = static_cast<std::size_t>(found - photos.begin());
+    std::erase_if(photos, hasID);
+
+    const bool wasSelected = roll.selectedPhoto() && roll.selectedPhoto()->id() == id;
+    roll.setPhotos(std::move(photos));
+    roll.renumberPhotos();
+    if (wasSelected) {
+        const PhotoList& left = roll.photos();
+        selectPhoto(roll, left.empty() ? nullptr : left[std::min(position, left.size() - 1)]);
+    }
+    roll.services().play(Sound::remove);
+}
+
+}  // namespace kelvaris

@@ -1,0 +1,118 @@
+#include "library/roll_export.h"
+
+#include <algorithm>
+
+#include "metadata/export_naming.h"
+#include "preferences/user_preferences.h"
+
+namespace kelvaris {
+namespace {
+
+/// One export. The main thread hands each photo's values to a worker as they stand at its turn, so the
+/// user may go on editing and no worker touches a live object.
+struct Export {
+    RollPointer roll;
+    PhotoList photos;
+    Path folder;
+    double quality = 1.0;
+    ExifService::EXIFData rollData;
+    std::size_t next = 0;
+    int exported = 0;
+    int errors = 0;
+};
+
+std::optional<std::string> unlessEmpty(const std::string& text) {
+    return text.empty() ? std::nullopt : std::optional(text);
+}
+
+ExifService::EXIFData rollData(const FilmRoll& roll) {
+    const LibraryServices& services = roll.services();
+    ExifService::EXIFData data;
+    data.software = "Kelvaris";
+    data.cameraMake = unlessEmpty(roll.cameraMake());
+    data.cameraModel = unlessEmpty(roll.cameraModel());
+    data.filmName = unlessEmpty(roll.filmName());
+    data.isoSpeedRatings = roll.filmISO();
+    if (const std::string artist = services.preferences.artistName(); !artist.empty()) {
+        data.artist = artist;
+        data.copyright = copyrightText(artist, services.clock.now(), services.language);
+    }
+    return data;
+}
+
+ExifService::EXIFData photoData(const Export& run, const PhotoItem& photo) {
+    ExifService::EXIFData data = run.rollData;
+    data.dateTimeOriginal = photo.captureDate();
+    data.latitude = photo.latitude();
+    data.longitude = photo.longitude();
+    data.rotation = photo.rotation();
+    return data;
+}
+
+void finish(const Export& run) {
+    FilmRoll& roll = *run.roll;
+    roll.setIsExporting(false);
+    roll.setExportProgress(1.0);
+    roll.setStatusNotification(StatusNotification::exported(run.exported, run.errors));
+    roll.setWorkflowState(WorkflowState::exported);
+    roll.setLastExported(roll.services().clock.now());
+    roll.setExportDirty(false);
+    roll.services().shell.reveal(run.folder);
+}
+
+void takeOutcome(Export& run, bool written) {
+    ++(written ? run.exported : run.errors);
+    run.roll->setExportProgress(run.exported / static_cast<double>(run.photos.size()));
+}
+
+void exportNext(const std::shared_ptr<Export>& run) {
+    while (run->next < run->photos.size() && !run->photos[run->next]->captureDate()) ++run->next;
+    if (run->next == run->photos.size()) {
+        finish(*run);
+        return;
+    }
+    const LibraryServices& services = run->roll->services();
+    const PhotoPointer& photo = run->photos[run->next++];
+    const Path destination =
+        run->folder / exportFileName(photo->sortIndex(), *photo->captureDate(), services.language);
+    services.userQueue.add([run, destination, source = photo->sourceURL(), quality = run->quality,
+                            data = photoData(*run, *photo), &services] {
+        const bool written = services.exif.writeEXIF(source, destination, data, quality).has_value();
+        services.main.post([run, written] {
+            takeOutcome(*run, written);
+            exportNext(run);
+        });
+    });
+}
+
+}  // namespace
+
+void exportAll(FilmRoll& roll) {
+    const LibraryServices& services = roll.services();
+    const bool hasDated =
+        std::any_of(roll.photos().begin(), roll.photos().end(),
+                    [](const PhotoPointer& photo) { return photo->captureDate().has_value(); });
+    if (!hasDated) {
+        roll.setStatusNotification(StatusNotification::warning("Assign dates before exporting"));
+        return;
+    }
+    const Path folder = roll.sourceFolder() / exportFolderName;
+    if (!services.files.isDirectory(folder)) {
+        if (const auto created = services.files.createDirectories(folder); !created) {
+            roll.setStatusNotification(
+                StatusNotification::error("Failed to create export folder: " + created.error().message));
+            return;
+        }
+    }
+    roll.setIsExporting(true);
+    roll.setExportProgress(0.0);
+    auto run = std::make_shared<Export>();
+    run->roll = roll.shared_from_this();
+    run->photos = roll.photos();
+    run->folder = folder;
+    run->quality = services.preferences.exportQuality();
+    run->rollData = rollData(roll);
+    exportNext(run);
+}
+
+}  // namespace kelvaris
