@@ -13,7 +13,7 @@ struct ResolvedFolder {
     bool isStale = false;  ///< the reference should be made anew: the folder moved or was replaced
 };
 
-/// Durable references to the user's folders. Main thread.
+/// Durable references to the user's folders. Any thread: the mirror finds its folder on its own queue.
 class FolderAccess {
 public:
     virtual ~FolderAccess() = default;

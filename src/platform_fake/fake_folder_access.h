@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <mutex>
 #include <set>
 
 #include "platform/folder_reference.h"
@@ -19,10 +20,12 @@ public:
     void setMakesReferences(bool makes) { makesReferences_ = makes; }
 
     int openCount(const Path& folder) const {
+        const std::lock_guard lock(mutex_);
         const auto found = open_.find(folder);
         return found == open_.end() ? 0 : found->second;
     }
     int openCount() const {
+        const std::lock_guard lock(mutex_);
         int sum = 0;
         for (const auto& [folder, count] : open_) sum += count;
         return sum;
@@ -39,10 +42,12 @@ public:
     }
     bool beginAccess(const Path& folder) override {
         if (denied_.contains(folder) || !files_.list(folder)) return false;
+        const std::lock_guard lock(mutex_);
         ++open_[folder];
         return true;
     }
     void endAccess(const Path& folder) override {
+        const std::lock_guard lock(mutex_);
         int& count = open_[folder];
         if (count == 0) {
             ++surplusEnds_;
@@ -53,6 +58,7 @@ public:
 
 private:
     const Files& files_;
+    mutable std::mutex mutex_;
     std::set<Path> denied_;
     std::map<Path, int> open_;
     bool makesReferences_ = true;

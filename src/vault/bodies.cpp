@@ -55,7 +55,7 @@ std::string cameraDescription(const std::string& make, const std::string& model)
     return make + " " + model;
 }
 
-std::string filmDescription(const std::string& name, std::optional<std::int64_t> iso) {
+std::string filmDescription(const std::string& name, std::optional<int> iso) {
     if (name.empty() || !iso) return name;
     return fmt::format("{} (ISO {})", name, *iso);
 }

@@ -23,7 +23,7 @@ std::string generatePreferencesBody(const VaultPreferences& preferences, const L
 std::string cameraDescription(const std::string& make, const std::string& model);
 
 /// "Portra 400 (ISO 400)": the name, and the speed when it is known.
-std::string filmDescription(const std::string& name, std::optional<std::int64_t> iso);
+std::string filmDescription(const std::string& name, std::optional<int> iso);
 
 /// The text of SCHEMA.md, which explains the vault to whoever finds the folder without the program. Its
 /// tables of keys are made from the records' own declarations.

@@ -39,7 +39,7 @@ struct PhotoManifestEntry {
     std::optional<RotationAngle> rotation;
     std::optional<MetadataSource> rotationSource;
     std::optional<OrientationDecision> orientationDecision;
-    std::optional<std::int64_t> orientationCacheVersion;
+    std::optional<int> orientationCacheVersion;
     std::optional<std::vector<std::string>> dominantColors;
     std::optional<std::string> perceptualHash;
     std::optional<std::map<std::string, float>> placeCategories;
@@ -92,7 +92,7 @@ struct VaultRollManifest {
     static constexpr std::int64_t currentVersion = 3;
     static constexpr std::int64_t currentAnalysisVersion = 12;
     /// Version 1: made from normalised pixels with the app's correction.
-    static constexpr std::int64_t currentOrientationCacheVersion = 1;
+    static constexpr int currentOrientationCacheVersion = 1;
     static constexpr std::int64_t largestSortIndex = 2'147'483'646;
 
     std::int64_t version = currentVersion;
@@ -107,7 +107,7 @@ struct VaultRollManifest {
     std::optional<std::string> cameraModel;
     std::optional<FilmFormat> cameraFormat;
     std::optional<std::string> filmName;
-    std::optional<std::int64_t> filmISO;
+    std::optional<int> filmISO;
     std::optional<std::string> notes;
     std::optional<Instant> baseDate;
     std::optional<std::string> sortOption;  ///< a stored word of SortOption; unknown words are tolerated

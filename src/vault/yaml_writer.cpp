@@ -84,8 +84,7 @@ void YamlWriter::real(double value) { plain(yaml::doubleText(value)); }
 void YamlWriter::real32(float value) { plain(yaml::floatText(value)); }
 
 void YamlWriter::timestamp(Instant value) {
-    const int year = utcCivilTime(value).year;
-    if (year < 0 || year > 9999) return fail(fmt::format("The year {} of a date cannot be written", year));
+    if (!yaml::isWritable(value)) return fail("A date lies outside the years 0000 to 9999");
     plain(timestampText(value));
 }
 

@@ -92,7 +92,7 @@ PhotoManifestEntry RandomRecords::photo(int index) {
                                                         .modelVersion = text(),
                                                         .reason = text()};
     }
-    if (chance()) entry.orientationCacheVersion = static_cast<std::int64_t>(below(3));
+    if (chance()) entry.orientationCacheVersion = static_cast<int>(below(3));
     if (chance()) entry.dominantColors = {"#A0B0C0", text()};
     if (chance()) entry.perceptualHash = chance() ? "1234567812345678" : "00e5";
     if (chance()) entry.placeCategories = std::map<std::string, float>{};

@@ -1,0 +1,288 @@
+#include "vault/manifest_exchange.h"
+
+#include <algorithm>
+#include <set>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+
+#include "base/log.h"
+#include "base/text.h"
+#include "library/roll_editing.h"
+
+namespace kelvaris {
+
+namespace {
+
+std::optional<std::string> unlessEmpty(const std::string& text) {
+    if (text.empty()) return std::nullopt;
+    return text;
+}
+
+template <class Map>
+std::optional<Map> unlessEmpty(const std::optional<Map>& map) {
+    return map && !map->empty() ? map : std::nullopt;
+}
+
+std::vector<std::string> labelWords(const PhotoLabelSet& labels) {
+    std::vector<std::string> words;
+    for (const PhotoLabel label : labels) words.emplace_back(rawValue(label));
+    std::sort(words.begin(), words.end());
+    return words;
+}
+
+std::vector<FaceRegionEntry> entriesOf(const std::vector<FaceRegion>& regions) {
+    std::vector<FaceRegionEntry> entries;
+    entries.reserve(regions.size());
+    for (const FaceRegion& region : regions) {
+        const NormalizedRect& box = region.boundingBox;
+        entries.push_back({.x = box.x,
+                           .y = box.y,
+                           .width = box.width,
+                           .height = box.height,
+                           .embeddingVersion = region.embeddingVersion,
+                           .tooSmallToMatch = region.tooSmallToMatch});
+    }
+    return entries;
+}
+
+PhotoManifestEntry entryOf(const PhotoItem& photo) {
+    PhotoManifestEntry entry;
+    entry.filename = photo.filename();
+    entry.sortIndex = photo.sortIndex();
+    entry.captureDate = photo.captureDate();
+    entry.dateSource = photo.dateSource();
+    entry.latitude = photo.latitude();
+    entry.longitude = photo.longitude();
+    entry.locationSource = photo.locationSource();
+    entry.placeName = photo.placeName();
+    entry.visionTags = unlessEmpty(std::optional(photo.visionTags()));
+    entry.manualLabelOverrides = unlessEmpty(std::optional(photo.manualLabelOverrides()));
+    if (photo.labelsAnalyzed()) {
+        entry.labels = labelWords(photo.labels());
+        entry.qualityScore = photo.qualityScore();
+        if (photo.peopleCount() >= 1) entry.peopleCount = photo.peopleCount();
+        entry.analysisVersion = VaultRollManifest::currentAnalysisVersion;
+    }
+    entry.nimaScore = photo.nimaScore();
+    if (photo.rotation() != RotationAngle::none || photo.rotationSource()) entry.rotation = photo.rotation();
+    entry.rotationSource = photo.rotationSource();
+    entry.orientationDecision = photo.orientationDecision().toOptional();
+    entry.orientationCacheVersion = photo.orientationCacheVersion();
+    entry.dominantColors = photo.dominantColors();
+    entry.perceptualHash = photo.perceptualHash();
+    entry.placeCategories = unlessEmpty(photo.placeCategories());
+    entry.clipLabels = photo.clipLabels();
+    if (photo.faceRegions()) entry.faceRegions = entriesOf(*photo.faceRegions());
+    entry.faceAnalysisStamp = photo.faceAnalysisStamp();
+    entry.discoveryRevision = photo.discoveryRevision();
+    if (photo.isMissing()) entry.isMissing = true;
+    return entry;
+}
+
+void applyRollValues(const VaultRollManifest& manifest, FilmRoll& roll) {
+    if (manifest.cameraMake) roll.setCameraMake(*manifest.cameraMake);
+    if (manifest.cameraModel) roll.setCameraModel(*manifest.cameraModel);
+    if (manifest.cameraFormat) roll.setCameraFormat(*manifest.cameraFormat);
+    if (manifest.filmName) roll.setFilmName(*manifest.filmName);
+    roll.setFilmISO(manifest.filmISO);
+    if (manifest.notes) roll.setNotes(*manifest.notes);
+    if (manifest.baseDate) roll.setBaseDate(*manifest.baseDate);
+    if (manifest.sortOption) {
+        if (const auto known = fromRawValue<SortOption>(*manifest.sortOption)) roll.setSortOption(*known);
+    }
+    if (manifest.sortAscending) roll.setSortAscending(*manifest.sortAscending);
+    if (manifest.dateOpened) roll.setDateOpened(*manifest.dateOpened);
+    roll.setWorkflowState(manifest.workflowState);
+    roll.setLastExported(manifest.lastExported);
+    roll.setExportDirty(manifest.exportDirty);
+    roll.setStoredFingerprint(manifest.fileFingerprint);
+}
+
+void applyAnalysis(const PhotoManifestEntry& entry, PhotoItem& photo) {
+    PhotoLabelSet labels;
+    for (const std::string& word : *entry.labels) {
+        if (const auto known = fromRawValue<PhotoLabel>(word)) labels.insert(*known);
+    }
+    photo.setLabels(labels);
+    photo.setQualityScore(entry.qualityScore.value_or(0));
+    photo.setNimaScore(entry.nimaScore);
+    photo.setDominantColors(entry.dominantColors);
+    photo.setPerceptualHash(entry.perceptualHash);
+    photo.setPlaceCategories(entry.placeCategories);
+    photo.setClipLabels(entry.clipLabels);
+    photo.setPeopleCount(static_cast<int>(entry.peopleCount.value_or(0)));
+    photo.setLabelsAnalyzed(true);
+}
+
+/// Vectors, hash and faces of a turned photo that were made before its turn was taken into account.
+void discardStaleOrientationCaches(const PhotoManifestEntry& entry, PhotoItem& photo) {
+    if (photo.rotation() == RotationAngle::none ||
+        photo.orientationCacheVersion() == VaultRollManifest::currentOrientationCacheVersion) {
+        return;
+    }
+    photo.setClipEmbedding({});
+    photo.setPerceptualHash({});
+    if (!entry.faceRegions || entry.faceRegions->empty()) return photo.setFaceRegions({});
+    auto regions = restoreFaceRegions(entry.faceRegions, {});
+    for (FaceRegion& region : *regions) region.embeddingVersion = 0;
+    photo.setFaceRegions(std::move(regions));
+}
+
+void applyEntry(const PhotoManifestEntry& entry, PhotoEmbeddings vectors, PhotoItem& photo) {
+    const bool isCurrent = entry.analysisVersion == VaultRollManifest::currentAnalysisVersion;
+    photo.setSortIndex(static_cast<int>(entry.sortIndex));
+
+    const bool redetectsDate = entry.dateSource == MetadataSource::autoDetect && !isCurrent;
+    photo.setCaptureDate(redetectsDate ? std::nullopt : entry.captureDate);
+    photo.setDateSource(redetectsDate ? std::nullopt : entry.dateSource);
+
+    photo.setLatitude(entry.latitude);
+    photo.setLongitude(entry.longitude);
+    photo.setLocationSource(entry.locationSource);
+    photo.setPlaceName(entry.placeName);
+
+    photo.setManualLabelOverrides(entry.manualLabelOverrides.value_or(std::map<std::string, bool>()));
+    photo.setVisionTags(entry.visionTags.value_or(TagConfidences()));
+    photo.setClipEmbedding(std::move(vectors.clip));
+    if (entry.labels && isCurrent) applyAnalysis(entry, photo);
+    photo.applySuggestedLabels({});  // folds the user's own labels in
+    photo.setDiscoveryRevision(entry.discoveryRevision);
+    photo.setFaceAnalysisStamp(entry.faceAnalysisStamp);
+    photo.setFaceRegions(restoreFaceRegions(entry.faceRegions, std::move(vectors.faces)));
+
+    if (entry.rotation) {
+        photo.setRotation(*entry.rotation);
+        photo.setDisplayRotationDegrees(displayDegrees(*entry.rotation));
+    }
+    photo.setRotationSource(entry.rotationSource);
+    photo.setOrientationDecision(entry.orientationDecision);
+    photo.setOrientationCacheVersion(entry.orientationCacheVersion);
+    discardStaleOrientationCaches(entry, photo);
+
+    if (entry.isMissing.value_or(false)) photo.setIsMissing(true);
+}
+
+/// Exports are named after sort indices, so two photos of one index would overwrite each other. Stored
+/// indices stay; a photo whose index is taken goes behind the largest.
+class SortIndices {
+public:
+    /// @return false when another photo has the index.
+    bool take(int index) { return taken_.insert(index).second; }
+
+    int takeNext() {
+        const int most = static_cast<int>(VaultRollManifest::largestSortIndex);
+        int next = taken_.empty() ? 0 : *taken_.rbegin();
+        if (!taken_.empty() && next < most) ++next;
+        while (!taken_.insert(next).second) next = next == most ? 0 : next + 1;
+        return next;
+    }
+
+private:
+    std::set<int> taken_;
+};
+
+void separateSortIndices(const FilmRoll& roll, const std::vector<bool>& hasEntry) {
+    SortIndices indices;
+    std::vector<PhotoItem*> clashing;
+    for (const bool stored : {true, false}) {
+        for (std::size_t i = 0; i < roll.photos().size(); ++i) {
+            PhotoItem& photo = *roll.photos()[i];
+            if (hasEntry[i] == stored && !indices.take(photo.sortIndex())) clashing.push_back(&photo);
+        }
+    }
+    for (PhotoItem* photo : clashing) photo->setSortIndex(indices.takeNext());
+}
+
+void takeHandMadeOrder(FilmRoll& roll) {
+    PhotoList photos = roll.photos();
+    std::stable_sort(photos.begin(), photos.end(),
+                     [](const auto& a, const auto& b) { return a->sortIndex() < b->sortIndex(); });
+    roll.setPhotos(std::move(photos));
+}
+
+}  // namespace
+
+VaultRollManifest buildManifest(const FilmRoll& roll, std::vector<FileFingerprint> fingerprint) {
+    VaultRollManifest manifest;
+    manifest.id = roll.id().text();
+    manifest.folderPath = roll.sourceFolder().string();
+    if (roll.folderBookmarkData()) manifest.folderBookmark = base64Encoded(*roll.folderBookmarkData());
+    manifest.fileFingerprint = std::move(fingerprint);
+    manifest.workflowState = roll.workflowState();
+    manifest.lastExported = roll.lastExported();
+    manifest.exportDirty = roll.exportDirty();
+    manifest.cameraMake = unlessEmpty(roll.cameraMake());
+    manifest.cameraModel = unlessEmpty(roll.cameraModel());
+    manifest.cameraFormat = roll.cameraFormat();
+    manifest.filmName = unlessEmpty(roll.filmName());
+    manifest.filmISO = roll.filmISO();
+    manifest.notes = unlessEmpty(roll.notes());
+    manifest.baseDate = roll.baseDate();
+    manifest.sortOption = std::string(rawValue(roll.sortOption()));
+    manifest.sortAscending = roll.sortAscending();
+    manifest.dateOpened = roll.dateOpened();
+    manifest.photos.reserve(roll.photos().size());
+    for (const auto& photo : roll.photos()) manifest.photos.push_back(entryOf(*photo));
+    return manifest;
+}
+
+EmbeddingsByFilename buildEmbeddings(const FilmRoll& roll) {
+    EmbeddingsByFilename embeddings;
+    for (const auto& photo : roll.photos()) {
+        PhotoEmbeddings vectors;
+        vectors.clip = photo->clipEmbedding().toOptional();
+        if (photo->faceRegions()) {
+            for (const FaceRegion& region : *photo->faceRegions()) {
+                if (!region.embedding.empty()) vectors.faces.push_back(region.embedding);
+            }
+        }
+        if (vectors != PhotoEmbeddings()) embeddings.insert_or_assign(photo->filename(), std::move(vectors));
+    }
+    return embeddings;
+}
+
+bool applyManifest(const VaultRollManifest& manifest, EmbeddingsByFilename embeddings, FilmRoll& roll) {
+    if (!manifest.isValid()) {
+        log::error("Vault", "Refusing to apply invalid roll metadata");
+        return false;
+    }
+    applyRollValues(manifest, roll);
+
+    std::unordered_map<std::string_view, const PhotoManifestEntry*> entries;
+    for (const PhotoManifestEntry& entry : manifest.photos) entries.try_emplace(entry.filename, &entry);
+    std::vector<bool> hasEntry;
+    for (const auto& photo : roll.photos()) {
+        const auto found = entries.find(photo->filename());
+        hasEntry.push_back(found != entries.end());
+        if (found == entries.end()) continue;
+        auto vectors = embeddings.extract(photo->filename());
+        applyEntry(*found->second, vectors ? std::move(vectors.mapped()) : PhotoEmbeddings(), *photo);
+    }
+    separateSortIndices(roll, hasEntry);
+
+    if (roll.sortOption() == SortOption::custom) {
+        takeHandMadeOrder(roll);
+    } else if (roll.sortOption() != SortOption::filename) {
+        sortPhotos(roll);
+    }
+    return true;
+}
+
+std::optional<std::vector<FaceRegion>> restoreFaceRegions(
+    const std::optional<std::vector<FaceRegionEntry>>& entries, std::vector<std::vector<float>> vectors) {
+    if (!entries) return std::nullopt;
+    const bool agree = vectors.size() == entries->size();
+    std::vector<FaceRegion> regions;
+    regions.reserve(entries->size());
+    for (std::size_t i = 0; i < entries->size(); ++i) {
+        const FaceRegionEntry& entry = (*entries)[i];
+        regions.push_back({.boundingBox = {entry.x, entry.y, entry.width, entry.height},
+                           .embedding = agree ? std::move(vectors[i]) : std::vector<float>(),
+                           .embeddingVersion = entry.embeddingVersion.value_or(0),
+                           .tooSmallToMatch = entry.tooSmallToMatch});
+    }
+    return regions;
+}
+
+}  // namespace kelvaris

@@ -1,0 +1,237 @@
+#include "vault/vault_store.h"
+
+#include <fmt/format.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <utility>
+
+#include "base/log.h"
+#include "vault/bodies.h"
+#include "vault/embedding_sidecar.h"
+#include "vault/frontmatter.h"
+#include "vault/vault_documents.h"
+#include "vault/yaml_reader.h"
+
+namespace kelvaris {
+
+namespace {
+
+constexpr std::string_view applicationIdentifier = "com.kelvaris.app";
+
+std::optional<Bytes> readFile(const Files& files, const Path& path) {
+    return files.read(path, static_cast<std::int64_t>(YamlLimits().bytes)).toOptional();
+}
+
+template <class Record>
+std::optional<Record> decodeFile(const Files& files, const Path& path) {
+    const auto bytes = readFile(files, path);
+    if (!bytes) return std::nullopt;
+    return decodeFrontmatter<Record>(asText(*bytes));
+}
+
+/// The folder that a roll file names, found without decoding the rest of it.
+std::optional<std::string> folderPathOf(std::string_view file) {
+    using Kind = YamlEvent::Kind;
+    const auto yaml = readFrontmatter(file);
+    if (!yaml) return std::nullopt;
+    YamlReader reader(*yaml);
+    if (!reader.is(Kind::mappingStart)) return std::nullopt;
+    reader.advance();
+    while (reader.is(Kind::scalar)) {
+        const bool isWanted = reader.current().text == "folderPath";
+        reader.advance();
+        if (isWanted && reader.is(Kind::scalar)) return std::string(reader.current().text);
+        reader.skipValue();
+    }
+    return std::nullopt;
+}
+
+/// Work on a list that several threads share. Whoever comes takes the next piece; the caller works too,
+/// so it never waits for a thread that has not begun.
+class SharedWalk {
+public:
+    SharedWalk(std::size_t count, std::function<void(std::size_t)> work)
+        : count_(count), work_(std::move(work)) {}
+
+    void run() {
+        for (std::size_t i = next_++; i < count_; i = next_++) {
+            work_(i);
+            const std::lock_guard lock(mutex_);
+            if (++done_ == count_) allDone_.notify_all();
+        }
+    }
+    void waitUntilDone() {
+        std::unique_lock lock(mutex_);
+        allDone_.wait(lock, [this] { return done_ == count_; });
+    }
+
+private:
+    const std::size_t count_;
+    const std::function<void(std::size_t)> work_;
+    std::atomic<std::size_t> next_{0};
+    std::mutex mutex_;
+    std::condition_variable allDone_;
+    std::size_t done_ = 0;
+};
+
+}  // namespace
+
+VaultPaths VaultPaths::under(const Path& root, const Path& thumbnailCacheBase) {
+    const Path vault = root / "vault";
+    return {.root = root,
+            .vault = vault,
+            .rolls = vault / "rolls",
+            .embeddings = root / "embeddings",
+            .preferencesFile = vault / "preferences.md",
+            .schemaFile = vault / "SCHEMA.md",
+            .lockFile = root / "vault.lock",
+            .thumbnailCacheBase = thumbnailCacheBase};
+}
+
+Path backupPath(const Path& file, int number) { return Path(fmt::format("{}.bak{}", file.string(), number)); }
+
+void VaultStore::ensureDirectoriesExist() {
+    for (const Path& folder : {paths_.vault, paths_.rolls, paths_.embeddings, paths_.thumbnailCacheBase}) {
+        (void)files_.createDirectories(folder);
+    }
+    const auto bytes = readFile(files_, paths_.schemaFile);
+    if (!bytes || asText(*bytes) != schemaText()) {
+        (void)files_.writeAtomically(paths_.schemaFile, asBytes(schemaText()));
+    }
+}
+
+std::optional<VaultRollManifest> VaultStore::loadManifest(const Path& file) const {
+    if (auto manifest = decodeFile<VaultRollManifest>(files_, file)) return manifest;
+    const Path base = file.parent() / (file.stem() + ".md");
+    for (int number = 1; number <= backupCount; ++number) {
+        if (auto manifest = decodeFile<VaultRollManifest>(files_, backupPath(base, number))) return manifest;
+    }
+    return std::nullopt;
+}
+
+std::vector<Path> VaultStore::rollFiles() const {
+    std::vector<Path> rolls;
+    const auto entries = files_.list(paths_.rolls);
+    if (!entries) return rolls;
+    for (const FolderEntry& entry : *entries) {
+        const bool isBackup = entry.path.filename().find(".bak") != std::string::npos;
+        if (entry.path.extension() == "md" && !isBackup) rolls.push_back(entry.path);
+    }
+    return rolls;
+}
+
+std::vector<VaultRollManifest> VaultStore::loadAllManifests() const {
+    std::vector<VaultRollManifest> manifests;
+    for (const Path& file : rollFiles()) {
+        if (auto manifest = loadManifest(file)) manifests.push_back(std::move(*manifest));
+    }
+    return manifests;
+}
+
+std::vector<StoredRoll> VaultStore::loadAllRolls(OperationQueue& workers) const {
+    const std::vector<Path> paths = rollFiles();
+    std::vector<std::optional<StoredRoll>> slots(paths.size());
+    // A worker that comes late finds nothing left to take, and touches only the walk itself.
+    const auto walk = std::make_shared<SharedWalk>(paths.size(), [this, &paths, &slots](std::size_t i) {
+        auto manifest = loadManifest(paths[i]);
+        if (!manifest) return;
+        StoredRoll roll{.manifest = std::move(*manifest), .embeddings = {}};
+        if (const auto id = RollID::parse(roll.manifest.id)) {
+            if (auto embeddings = loadEmbeddings(*id)) roll.embeddings = std::move(*embeddings);
+        }
+        slots[i] = std::move(roll);
+    });
+    for (int i = 1; i < workers.width(); ++i) workers.add([walk] { walk->run(); });
+    walk->run();
+    if (!paths.empty()) walk->waitUntilDone();
+
+    std::vector<StoredRoll> rolls;
+    rolls.reserve(slots.size());
+    for (auto& slot : slots) {
+        if (slot) rolls.push_back(std::move(*slot));
+    }
+    return rolls;
+}
+
+std::optional<VaultRollManifest> VaultStore::loadManifestByFolderPath(std::string_view folderPath) const {
+    for (const Path& file : rollFiles()) {
+        const auto bytes = readFile(files_, file);
+        const auto named = bytes ? folderPathOf(asText(*bytes)) : std::nullopt;
+        if (named && *named != folderPath) continue;
+        auto manifest = loadManifest(file);
+        if (manifest && manifest->folderPath == folderPath) return manifest;
+    }
+    return std::nullopt;
+}
+
+std::optional<EmbeddingsByFilename> VaultStore::loadEmbeddings(RollID id) const {
+    const auto file = files_.map(paths_.embeddingsFile(id));
+    if (!file) return std::nullopt;
+    return EmbeddingSidecar::decode((*file)->bytes());
+}
+
+std::optional<VaultPreferences> VaultStore::loadPreferences() const {
+    return decodeFile<VaultPreferences>(files_, paths_.preferencesFile);
+}
+
+bool VaultStore::replaceWithBackups(const Path& file, std::string_view bytes) {
+    const auto failed = [&](const FileError& error) {
+        log::error("Vault", "Failed to write vault file {}: {}", file.filename(), error.message);
+        return false;
+    };
+    // The new bytes lie beside the file before a backup moves: saves onto a full disk fail here, and must
+    // not push good backups out one by one.
+    auto pending = files_.beginWrite(file);
+    if (!pending) return failed(pending.error());
+    if (const auto written = (*pending)->write(asBytes(bytes)); !written) return failed(written.error());
+    rotateBackup(file);
+    if (const auto committed = (*pending)->commit(); !committed) return failed(committed.error());
+    return true;
+}
+
+void VaultStore::rotateBackup(const Path& file) {
+    const auto current = files_.read(file);
+    if (!current) return;
+    (void)files_.removeFile(backupPath(file, backupCount));
+    for (int number = backupCount - 1; number >= 1; --number) {
+        (void)files_.move(backupPath(file, number), backupPath(file, number + 1));
+    }
+    // A copy, so that the file is never absent. It need not reach the disk before the file's own new
+    // version does: until then the file itself is what the copy would save.
+    (void)files_.writeAtomically(backupPath(file, 1), *current, Durability::cache);
+}
+
+void VaultStore::writeEmbeddings(RollID id, const EmbeddingsByFilename& embeddings) {
+    const Path file = paths_.embeddingsFile(id);
+    if (embeddings.empty()) {
+        (void)files_.removeFile(file);
+        return;
+    }
+    const auto written =
+        files_.writeAtomically(file, EmbeddingSidecar::encode(embeddings), Durability::cache);
+    if (!written) {
+        log::error("Vault", "Failed to write embeddings sidecar for {}: {}", id.text(),
+                   written.error().message);
+    }
+}
+
+void VaultStore::removeRoll(RollID id) {
+    const Path file = paths_.rollFile(id);
+    (void)files_.removeFile(file);
+    for (int number = 1; number <= backupCount; ++number) (void)files_.removeFile(backupPath(file, number));
+    (void)files_.removeFile(paths_.embeddingsFile(id));
+    (void)files_.removeTree(paths_.thumbnailFolder(id));
+}
+
+void resetAllData(Files& files, const VaultPaths& paths) {
+    const Path caches = paths.thumbnailCacheBase.parent();
+    (void)files.removeTree(paths.root);
+    (void)files.removeTree(caches);
+    (void)files.removeTree(caches.parent() / applicationIdentifier);
+    log::info("Vault", "All persistent data deleted");
+}
+
+}  // namespace kelvaris

@@ -1,0 +1,99 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/bytes.h"
+#include "base/operation_queue.h"
+#include "base/uuid.h"
+#include "platform/files.h"
+#include "preferences/vault_preferences.h"
+#include "vault/roll_manifest.h"
+#include "vocabulary/photo_embeddings.h"
+
+namespace kelvaris {
+
+/// Where everything of a vault stands.
+struct VaultPaths {
+    Path root;
+    Path vault;       ///< everything durable
+    Path rolls;       ///< "<roll id>.md" with ".bak1" to ".bak3" behind
+    Path embeddings;  ///< beside the vault: "<roll id>.bin"
+    Path preferencesFile;
+    Path schemaFile;
+    Path lockFile;            ///< held by the one program that may write
+    Path thumbnailCacheBase;  ///< a folder a roll; can be made anew
+
+    static VaultPaths under(const Path& root, const Path& thumbnailCacheBase);
+
+    Path rollFile(RollID id) const { return rolls / (id.text() + ".md"); }
+    Path embeddingsFile(RollID id) const { return embeddings / (id.text() + ".bin"); }
+    Path thumbnailFolder(RollID id) const { return thumbnailCacheBase / id.text(); }
+};
+
+/// A file's backups: 1 is the version before the last save, backupCount the oldest.
+inline constexpr int backupCount = 3;
+Path backupPath(const Path& file, int number);
+
+/// A roll as the vault holds it, read ahead of the live roll.
+struct StoredRoll {
+    VaultRollManifest manifest;
+    EmbeddingsByFilename embeddings;  ///< empty without a usable sidecar
+};
+
+/// The files of a vault as values, without a live object in sight. Holds no state of its own; any thread.
+class VaultStore {
+public:
+    /// @param files outlives the store.
+    VaultStore(Files& files, VaultPaths paths) : files_(files), paths_(std::move(paths)) {}
+
+    const VaultPaths& paths() const { return paths_; }
+
+    /// Makes the folders, and writes SCHEMA.md unless it stands there as it should. Errors are swallowed:
+    /// the first save will tell.
+    void ensureDirectoriesExist();
+
+    // --- Reading
+
+    /// One file, or the first of its backups that decodes.
+    std::optional<VaultRollManifest> loadManifest(const Path& file) const;
+    /// The roll files in the order of the listing; empty when there is no folder.
+    std::vector<Path> rollFiles() const;
+    /// Every roll that decodes, from its file or a backup of it, in the order of rollFiles().
+    std::vector<VaultRollManifest> loadAllManifests() const;
+    /// The same with the sidecars, decoded on the workers and on the calling thread together. Blocks until
+    /// all is read.
+    std::vector<StoredRoll> loadAllRolls(OperationQueue& workers) const;
+    /// The first manifest of exactly that folder. Only files that name it are decoded whole.
+    std::optional<VaultRollManifest> loadManifestByFolderPath(std::string_view folderPath) const;
+    /// Nothing when there is no sidecar, or no usable one.
+    std::optional<EmbeddingsByFilename> loadEmbeddings(RollID id) const;
+    /// preferences.md itself; its backups are not tried.
+    std::optional<VaultPreferences> loadPreferences() const;
+
+    // --- Writing
+
+    /// Writes the file atomically and shifts its backups; the old version becomes backup 1. When the new
+    /// bytes find no room on the disk, the file and its backups stay as they are.
+    bool replaceWithBackups(const Path& file, std::string_view bytes);
+    /// Writes the sidecar, or removes it when there is nothing to keep. A failure is logged and costs
+    /// nothing but vectors, which are made anew.
+    void writeEmbeddings(RollID id, const EmbeddingsByFilename& embeddings);
+    /// Removes the roll's file, backups, sidecar and thumbnails. Errors are swallowed.
+    void removeRoll(RollID id);
+
+private:
+    void rotateBackup(const Path& file);
+
+    Files& files_;
+    VaultPaths paths_;
+};
+
+/// Removes everything of the program's on this machine: the data folder, the cache folder above the
+/// thumbnails, and the folder that carries the application's identifier in the user's caches. Mirror and
+/// photos are not touched. Errors are swallowed. Any thread, with no vault in use.
+void resetAllData(Files& files, const VaultPaths& paths);
+
+}  // namespace kelvaris
