@@ -13,6 +13,16 @@ namespace {
 constexpr Spring assignmentSpring{.response = 0.25, .dampingFraction = 0.9, .blendDuration = 0.0};
 constexpr double secondsPerHour = 3600.0;
 
+/// Added in ticks, so that the base keeps its full precision; an absurd interval ends at the last date
+/// there is.
+Instant later(Instant base, double seconds) {
+    const std::int64_t start = base.sinceEpoch().count();
+    const std::int64_t added = Instant::fromSeconds(seconds).sinceEpoch().count();
+    std::int64_t sum = 0;
+    if (__builtin_add_overflow(start, added, &sum)) return Instant::fromSeconds(seconds);
+    return Instant(Ticks(sum));
+}
+
 void writeDate(FilmRoll& roll, PhotoItem& photo, Instant date) {
     photo.setCaptureDate(date);
     photo.setDateSource(MetadataSource::roll);
@@ -92,9 +102,8 @@ void assignDates(FilmRoll& roll, std::optional<double> intervalSeconds, std::fun
 
     const std::weak_ptr<FilmRoll> weak = roll.weak_from_this();
     const PhotoList photos = roll.photos();
-    const auto dateOf = [start = roll.baseDate(), interval](std::size_t i) {
-        // Added in ticks, so that the base keeps its full precision.
-        return start + (Instant::fromSeconds(interval * static_cast<double>(i)) - Instant());
+    const auto dateOf = [base = roll.baseDate(), interval](std::size_t i) {
+        return later(base, interval * static_cast<double>(i));
     };
     const std::size_t staggered = std::min<std::size_t>(photos.size(), staggeredPhotoCount);
     for (std::size_t i = 0; i < staggered; ++i) {

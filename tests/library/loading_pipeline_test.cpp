@@ -131,5 +131,47 @@ TEST_F(LoadingPipelineTest, TheSidebarLoadsOnlyTheFirstAndKeepsNoBitmap) {
     EXPECT_FALSE(roll->photos()[6]->thumbnail());
 }
 
+/// Queues of threads that the test can wait for.
+class WaitingFactory final : public OperationQueueFactory {
+public:
+    std::unique_ptr<OperationQueue> makeQueue(std::string name, int width) override {
+        auto queue = std::make_unique<ThreadedOperationQueue>(std::move(name), width);
+        queues_.push_back(queue.get());
+        return queue;
+    }
+    void waitUntilIdle() {
+        for (ThreadedOperationQueue* queue : queues_) queue->waitUntilIdle();
+    }
+
+private:
+    std::vector<ThreadedOperationQueue*> queues_;
+};
+
+TEST_F(LoadingPipelineTest, OnRealThreadsEditsRunsAndRemovalsMeetWithoutHarm) {
+    WaitingFactory threads;
+    LoadingPipeline threaded(thumbnailTools(), threads, cacheBase, machine.places.home);
+    const LibraryServices threadedServices = servicesWith(threaded);
+    makeRoll(60);
+    auto roll = FilmRoll::make(Path("/home/user/scans/kyoto"), RollID::random(), threadedServices);
+    int done = 0;
+    loadFolder(*roll, true);
+    startAnalysisPipeline(*roll, false, [&] { ++done; });
+    for (const auto& photo : roll->photos()) {
+        photo->setRotation(RotationAngle::clockwise90);
+        photo->setSourceURL(roll->sourceFolder() / ("moved" + photo->filename()));
+        machine.main.drain();
+    }
+    threads.waitUntilIdle();
+    machine.main.drain();
+    EXPECT_EQ(done, 1);
+    EXPECT_EQ(roll->photos()[59]->loadState(), LoadState::loaded) << "the run has the places of its start";
+
+    startAnalysisPipeline(*roll, true, [&] { ++done; });
+    roll.reset();
+    threads.waitUntilIdle();
+    machine.main.drain();
+    EXPECT_EQ(done, 1);
+}
+
 }  // namespace
 }  // namespace kelvaris

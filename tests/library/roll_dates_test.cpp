@@ -85,6 +85,14 @@ TEST_F(RollDatesTest, NothingIsWrittenOnceTheRollIsGone) {
     EXPECT_EQ(done, 0);
 }
 
+TEST_F(RollDatesTest, AbsurdIntervalsEndAtTheLastDateThereIs) {
+    const auto roll = openRoll(3);
+    assignDates(*roll, 1e300, nullptr);
+    machine.advance(1s);
+    EXPECT_EQ(roll->photos()[0]->captureDate(), base);
+    EXPECT_GT(roll->photos()[2]->captureDate(), base);
+}
+
 TEST_F(RollDatesTest, AnEmptyRollIsAssignedToo) {
     const auto roll = openRoll(0);
     int done = 0;

@@ -90,7 +90,7 @@ TEST_F(RollExportTest, AFolderThatCannotBeMadeChangesNothingElse) {
 }
 
 TEST_F(RollExportTest, WhateverStepFailsNoCopyIsHalfWritten) {
-    const auto complete = [] { return std::string("JPEG 1200x800 orientation=1 q=1"); };
+    const auto complete = [] { return std::string("JPEG 12x8 orientation=1 q=1"); };
     for (std::size_t step = 1;; ++step) {
         const auto roll = datedRoll(2);
         machine.files.failAtStep(step, FileError::Code::noSpace);

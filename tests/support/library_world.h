@@ -64,7 +64,7 @@ struct LibraryWorld {
     std::unique_ptr<OperationQueue> userQueue = machine.queues.makeQueue("user", 2);
     LibraryServices services = servicesWith(pipeline);
 
-    LibraryWorld() { machine.images.setDefaultPicture({.upright = solidBitmap(1200, 800, 90, 80, 70)}); }
+    LibraryWorld() { machine.images.setDefaultPicture({.upright = solidBitmap(12, 8, 90, 80, 70)}); }
 
     LibraryServices servicesWith(AnalysisPipeline& analysis) {
         return {.main = machine.main,
