@@ -9,7 +9,8 @@ constexpr std::int64_t largestFile = 16 << 20;
 constexpr const char* category = "Defaults";
 }  // namespace
 
-JsonDefaults::JsonDefaults(Files& files, Path path) : files_(files), path_(std::move(path)) {
+JsonDefaults::JsonDefaults(Files& files, Path path, bool savesChanges)
+    : files_(files), path_(std::move(path)), savesChanges_(savesChanges) {
     const auto bytes = files_.read(path_, largestFile);
     if (!bytes && bytes.error().code == FileError::Code::notFound) return;
     if (!bytes && bytes.error().code != FileError::Code::tooLarge) {
@@ -23,6 +24,7 @@ JsonDefaults::JsonDefaults(Files& files, Path path) : files_(files), path_(std::
         values_ = std::move(read);
         return;
     }
+    if (!savesChanges_) return;
     const Path aside(path_.string() + ".damaged");
     const auto kept = files_.replace(path_, aside);
     log::error(category, "{} is damaged and counts as empty; {}", path_.string(),

@@ -12,7 +12,8 @@ namespace kelvaris {
 /// be read is left alone, and changes last for this run only.
 class JsonDefaults final : public Defaults {
 public:
-    JsonDefaults(Files& files, Path path);
+    /// @param savesChanges false for a program that leaves the file to another one: changes last for its run.
+    JsonDefaults(Files& files, Path path, bool savesChanges = true);
 
     std::optional<std::string> string(std::string_view key) const override;
     std::optional<bool> boolean(std::string_view key) const override;
@@ -31,7 +32,7 @@ private:
     Files& files_;
     Path path_;
     nlohmann::json values_ = nlohmann::json::object();
-    bool savesChanges_ = true;
+    bool savesChanges_;
 };
 
 }  // namespace kelvaris

@@ -13,6 +13,7 @@
 
 #include "base/describe.h"
 #include "base/instant.h"
+#include "base/uuid.h"
 #include "vocabulary/raw_value.h"
 
 /// Described records in JSON. Reading is strict: a required key that is missing, a value of another type
@@ -93,6 +94,11 @@ bool readInteger(const nlohmann::json& json, T& value) {
 }
 
 template <class T>
+inline constexpr bool isIdentifier = std::same_as<T, Uuid>;
+template <class Tag>
+inline constexpr bool isIdentifier<Identifier<Tag>> = true;
+
+template <class T>
 struct Shape {
     static constexpr bool isList = false;
     static constexpr bool isMap = false;
@@ -129,6 +135,11 @@ bool read(const nlohmann::json& json, T& value) {
         const auto instant = parseTimestamp(json.get_ref<const std::string&>());
         if (instant) value = *instant;
         return instant.has_value();
+    } else if constexpr (isIdentifier<T>) {
+        if (!json.is_string()) return false;
+        const auto id = T::parse(json.get_ref<const std::string&>());
+        if (id) value = *id;
+        return id.has_value();
     } else if constexpr (HasRawValues<T>) {
         RawValueOf<T> raw{};
         std::string text;
@@ -170,6 +181,8 @@ template <class T>
 nlohmann::ordered_json written(const T& value) {
     if constexpr (std::same_as<T, Instant>) {
         return timestampText(value);
+    } else if constexpr (isIdentifier<T>) {
+        return value.text();
     } else if constexpr (HasRawValues<T>) {
         return rawValue(value);
     } else if constexpr (Shape<T>::isList) {

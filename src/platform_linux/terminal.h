@@ -1,0 +1,8 @@
+#pragma once
+
+namespace kelvaris {
+
+/// Whether a person watches standard error.
+bool standardErrorIsTerminal();
+
+}  // namespace kelvaris
