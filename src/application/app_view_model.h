@@ -1,0 +1,195 @@
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "application/roll_names.h"
+#include "base/lifetime.h"
+#include "base/observable.h"
+#include "library/film_roll.h"
+#include "library/library_services.h"
+#include "library/navigation_history.h"
+#include "library/undo_stack.h"
+#include "platform/defaults.h"
+#include "platform/folder_access.h"
+#include "platform/folder_search.h"
+#include "preferences/favorites_store.h"
+#include "preferences/user_preferences.h"
+#include "vault/vault_service.h"
+#include "vocabulary/cloud_storage_provider.h"
+
+namespace kelvaris {
+
+enum class AppField {
+    rolls,
+    activeRoll,
+    backgroundAnalysis,
+    isResettingData,
+};
+
+/// What the application model is made of; everything must outlive it.
+struct AppServices {
+    LibraryServices& library;
+    Defaults& defaults;
+    FolderAccess& folders;
+    FolderSearch& folderSearch;
+    OperationQueueFactory& queues;
+    FavoritesStore& favorites;
+    UserPreferences& preferences;
+    VaultService& vault;
+};
+
+/// How much of the library wakes up at the start.
+enum class StartMode {
+    screen,    ///< as a desktop shows it: thumbnails, background analysis, search for moved folders
+    commands,  ///< the rolls and their data alone; work begins when it is asked for
+};
+
+/// The root of the running system: which rolls exist, which one is open, and every operation that changes
+/// that. Both shells only call it. Main thread only.
+class AppViewModel : public Observable<AppField> {
+public:
+    /// How many photos of a restored roll get a thumbnail at once.
+    static constexpr int restoredSidebarThumbnails = 6;
+
+    explicit AppViewModel(AppServices services);
+    ~AppViewModel();
+
+    const std::vector<RollPointer>& rolls() const { return rolls_; }
+    const RollPointer& activeRoll() const { return activeRoll_; }
+    RollPointer roll(RollID id) const;
+    UndoStack& undoStack() { return undoStack_; }
+    NavigationHistory& navigationHistory() { return navigationHistory_; }
+    UserPreferences& preferences() { return services_.preferences; }
+    FavoritesStore& favorites() { return services_.favorites; }
+    VaultService& vault() { return services_.vault; }
+    bool isResettingData() const { return isResettingData_; }
+
+    // --- Start and opening -------------------------------------------------------------------------
+
+    /// The start in its order: the rolls of the vault, the preferences file, then, for a screen, sidebar
+    /// thumbnails, background analysis and the search for moved folders.
+    void start(StartMode mode);
+    /// Brings back every roll of the vault; those whose folder cannot be reached come back disconnected.
+    void restoreRolls(StartMode mode);
+    /// Lets the user pick folders and opens them.
+    void openFolder();
+    /// Opens every folder at or below the given ones that holds two or more pictures.
+    void openFolders(const std::vector<Path>& folders);
+    /// Opens one folder as a roll; a folder that is open already is analysed again.
+    /// @param batchMode leaves the open roll alone and the analysis to the background queue.
+    void addRoll(const Path& folder, bool batchMode);
+    /// The rolls that stand at or below the paths after opening them.
+    /// @param analyze false loads the rolls and leaves the analysis for later.
+    std::vector<RollPointer> openedRolls(const std::vector<Path>& paths, bool analyze);
+    /// Folders, and the folders of picture files, each once.
+    void handleDrop(const std::vector<Path>& paths);
+    /// Folders alone.
+    void handleOpenURLs(const std::vector<Path>& paths);
+    void applyDefaults(FilmRoll& roll);
+
+    // --- Navigation --------------------------------------------------------------------------------
+
+    void activateRollIfNeeded(const RollPointer& roll);
+    void navigateToRoll(const RollPointer& roll);
+    void navigateToNextRoll();
+    void navigateToPreviousRoll();
+    /// To the list of rolls.
+    void navigateBack();
+    /// Where back and forward lead; nothing is the list of rolls.
+    void resolveHistoryNavigation(std::optional<RollID> id);
+    void goBackInHistory();
+    void goForwardInHistory();
+
+    // --- Saving ------------------------------------------------------------------------------------
+
+    /// Saves the roll when it has been left alone for a while. Nothing during a reset, nor for a roll that
+    /// is not in the list.
+    void scheduleSave(const RollPointer& roll);
+    /// Writes what waits, before the program ends.
+    void flushPendingSaves();
+
+    // --- The list ----------------------------------------------------------------------------------
+
+    void sortRolls();
+    /// Takes the roll and all that the vault holds of it away; the scans stay.
+    void removeRoll(const RollPointer& roll);
+    void removeDisconnectedRolls();
+    std::optional<RenameError> validateRollName(const std::string& name, const FilmRoll& roll) const;
+    /// Renames the roll and its folder on disk.
+    std::optional<RenameError> renameRoll(const RollPointer& roll, const std::string& name);
+
+    // --- Relocation and synced folders -------------------------------------------------------------
+
+    /// Looks for the folders of all disconnected rolls; a folder that holds the same files is taken.
+    void attemptSmartRelocation();
+    /// Whether a search for a moved folder has yet to answer.
+    bool isSearchingFolders() const { return runningFolderSearches_ > 0; }
+    /// Lets the user point at the roll's folder; asks when it holds other files.
+    void locateRoll(const RollPointer& roll);
+    /// @return false, having changed nothing, when the folder cannot be referred to or opened.
+    bool relocateRoll(const RollPointer& roll, const Path& folder);
+
+    // --- Background analysis -----------------------------------------------------------------------
+
+    void enqueueBackgroundAnalysis(const std::vector<RollPointer>& rolls);
+    const std::deque<RollID>& backgroundAnalysisQueue() const { return backgroundAnalysisQueue_; }
+    std::optional<RollID> backgroundAnalyzingRollID() const { return backgroundAnalyzingRollID_; }
+    /// Whether any roll is being analysed or waits for it.
+    bool isAnalysisPending() const;
+
+    // --- Backup and reset --------------------------------------------------------------------------
+
+    /// Mirrors every save into the folder from now on.
+    /// @return false when the folder cannot be referred to.
+    bool startMirroring(const Path& folder);
+    /// Writes the whole vault to the mirror on a worker. @param completion the number of rolls, main thread.
+    void backUpNow(std::function<void(int)> completion);
+    /// @param completion the number of rolls restored, or nothing when the folder holds no mirror.
+    void restoreFromMirror(const Path& folder, std::function<void(std::optional<int>)> completion);
+    void reloadAfterRestore();
+    /// Forgets everything but the scans and the mirror, then ends the program.
+    void resetAllData();
+
+private:
+    void setRolls(std::vector<RollPointer> rolls);
+    void setActiveRoll(RollPointer roll);
+    void unloadActiveRoll();
+    void observeActiveRoll();
+    void observeSelectedPhoto();
+
+    std::vector<Path> foldersOf(const std::vector<Path>& paths) const;
+    RollPointer restoredRoll(StoredRoll stored, RollID id);
+    RollPointer restoreDisconnectedRoll(StoredRoll stored, RollID id);
+    void loadSidebarThumbnails(const FilmRoll& roll);
+
+    std::optional<CloudStorageProvider> cloudProvider(const FilmRoll& roll) const;
+    void warnIfCloudHosted(FilmRoll& roll);
+    void warnAboutCloudRolls(const std::vector<RollPointer>& rolls);
+
+    void processNextBackgroundRoll();
+    void finishBackgroundRoll(const std::weak_ptr<FilmRoll>& roll);
+
+    AppServices services_;
+    std::vector<RollPointer> rolls_;
+    RollPointer activeRoll_;
+    UndoStack undoStack_;
+    NavigationHistory navigationHistory_;
+    std::deque<RollID> backgroundAnalysisQueue_;
+    std::optional<RollID> backgroundAnalyzingRollID_;
+    std::set<CloudStorageProvider> cloudWarningShown_;
+    StartMode startMode_ = StartMode::screen;
+    int runningFolderSearches_ = 0;
+    bool isResettingData_ = false;
+    Subscription rollObserver_;
+    Subscription photoObserver_;
+    Lifetime lifetime_;
+    std::unique_ptr<OperationQueue> utilityQueue_;  // last: it ends before what its operations touch
+};
+
+}  // namespace kelvaris
