@@ -1,0 +1,119 @@
+#include "assembly/kelvaris_system.h"
+
+#include <filesystem>
+
+#include "base/log.h"
+#include "images/image_cache.h"
+#include "library/animation.h"
+#include "library/loading_pipeline.h"
+#include "platform_linux/icu_language.h"
+#include "platform_linux/json_defaults.h"
+#include "platform_linux/libjpeg_writer.h"
+#include "platform_linux/linux_files.h"
+#include "platform_linux/linux_folder_access.h"
+#include "platform_linux/linux_folder_search.h"
+#include "platform_linux/linux_places.h"
+#include "platform_linux/log_sink.h"
+#include "platform_linux/system_clock.h"
+#include "platform_linux/vips_codec.h"
+
+namespace kelvaris {
+
+namespace {
+
+/// Until places can be named on this machine, none is.
+class SilentGeocoder final : public Geocoder {
+public:
+    explicit SilentGeocoder(MainQueue& main) : main_(main) {}
+    void placeName(double, double, Completion completion) override {
+        main_.post([completion = std::move(completion)] { completion(std::nullopt); });
+    }
+
+private:
+    MainQueue& main_;
+};
+
+Places placesFor(const SystemOptions& options) {
+    PlacesOptions places;
+    places.root = options.root;
+    places.isDevelopment = isDevelopmentBuild();
+    return linuxPlaces(places);
+}
+
+LogOptions logOptions(const Places& places) {
+    LogOptions options;
+    options.folder = places.state;
+    options.standardErrorLevel = log::Level::error;
+    return options;
+}
+
+}  // namespace
+
+/// In the order of making.
+struct KelvarisSystem::Parts {
+    explicit Parts(const SystemOptions& options)
+        : places(placesFor(options)),
+          logSink(logOptions(places)),
+          defaults(files, places.config / "defaults.json", !options.readsOnly),
+          shell(main, ConsoleAnswers{{}, false, options.terminate}),
+          vault(VaultPaths::under(places.data, places.caches / "thumbnails"),
+                VaultMachine{files, folders, language, clock, main, queues, mirrorState},
+                options.readsOnly ? VaultService::Access::readOnly : VaultService::Access::readWrite) {
+        favorites.onSave = [this] { preferences.scheduleVaultSync(); };
+        log::info("Application", "Storage: bundle={} vault={}", "com.kelvaris.app", places.data.string());
+    }
+
+    Places places;
+    LogSink logSink;
+    SystemClock clock;
+    SystemMonotonicClock monotonic;
+    MainQueue main{monotonic};
+    LinuxFiles files;
+    ThreadedOperationQueueFactory queues{&VipsImageCodec::endThread};
+    LinuxFolderAccess folders{files};
+    LinuxFolderSearch folderSearch{main, queues, LinuxFolderSearch::localRoots(places.home), {}, true};
+    JsonDefaults defaults;
+    IcuLanguage language;
+    ConsoleShell shell;
+    SilentGeocoder geocoder{main};
+    Animator animator;
+    std::unique_ptr<VipsImageCodec> images = VipsImageCodec::make();
+    LibjpegWriter jpegWriter;
+    ImageCache imageCache;
+    ExifService exif{*images, files, language, jpegWriter};
+    MirrorState mirrorState;
+    VaultService vault;
+    UserPreferences preferences{defaults, vault, mirrorState, main};
+    FavoritesStore favorites{vault, main};
+    std::unique_ptr<OperationQueue> userQueue = queues.makeQueue("com.kelvaris.user", 2);
+    LoadingPipeline pipeline{{main, files, *images, exif}, queues, places.caches / "thumbnails", places.home};
+    LibraryServices library{main,  *userQueue, files,    *images,     imageCache, language, clock,
+                            shell, animator,   geocoder, preferences, exif,       pipeline, places.home};
+    AppViewModel app{
+        AppServices{library, defaults, folders, folderSearch, queues, favorites, preferences, vault}};
+};
+
+KelvarisSystem::KelvarisSystem(const SystemOptions& options) : parts_(std::make_unique<Parts>(options)) {}
+KelvarisSystem::~KelvarisSystem() = default;
+
+MainQueue& KelvarisSystem::main() { return parts_->main; }
+AppViewModel& KelvarisSystem::app() { return parts_->app; }
+VaultService& KelvarisSystem::vault() { return parts_->vault; }
+MirrorState& KelvarisSystem::mirrorState() { return parts_->mirrorState; }
+UserPreferences& KelvarisSystem::preferences() { return parts_->preferences; }
+Files& KelvarisSystem::files() { return parts_->files; }
+const Language& KelvarisSystem::language() { return parts_->language; }
+const Places& KelvarisSystem::places() { return parts_->places; }
+ConsoleShell& KelvarisSystem::shell() { return parts_->shell; }
+ImageCodec& KelvarisSystem::images() { return *parts_->images; }
+
+Path KelvarisSystem::absolutePath(const Path& path) const {
+    std::error_code ignored;
+    const std::filesystem::path absolute =
+        std::filesystem::absolute(path.string(), ignored).lexically_normal();
+    return Path(absolute.string());
+}
+
+void KelvarisSystem::settle() { parts_->main.drain(); }
+
+}  // namespace kelvaris

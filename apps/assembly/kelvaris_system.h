@@ -1,0 +1,52 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include "application/app_view_model.h"
+#include "base/path.h"
+#include "platform/places.h"
+#include "platform_linux/console_shell.h"
+
+namespace kelvaris {
+
+struct SystemOptions {
+    /// Holds everything in place of the user's own folders.
+    std::optional<Path> root;
+    /// Leaves the library to another program that writes.
+    bool readsOnly = false;
+    /// Ends the program; may be empty.
+    std::function<void()> terminate;
+};
+
+/// The running system on this machine: every adapter and service, made in order and taken down in reverse.
+/// The thread that makes it is the main thread.
+class KelvarisSystem {
+public:
+    explicit KelvarisSystem(const SystemOptions& options);
+    ~KelvarisSystem();
+    KelvarisSystem(const KelvarisSystem&) = delete;
+    KelvarisSystem& operator=(const KelvarisSystem&) = delete;
+
+    MainQueue& main();
+    AppViewModel& app();
+    VaultService& vault();
+    MirrorState& mirrorState();
+    UserPreferences& preferences();
+    Files& files();
+    const Language& language();
+    const Places& places();
+    ConsoleShell& shell();
+    ImageCodec& images();
+
+    /// A path as the user wrote it, made absolute and free of "." and "..".
+    Path absolutePath(const Path& path) const;
+    /// Runs what is due on the main queue.
+    void settle();
+
+private:
+    struct Parts;
+    std::unique_ptr<Parts> parts_;
+};
+
+}  // namespace kelvaris
