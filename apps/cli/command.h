@@ -67,6 +67,7 @@ void addLibraryCommands(CommandTable& table);
 void addEditingCommands(CommandTable& table);
 void addUpkeepCommands(CommandTable& table);
 void addInspectCommands(CommandTable& table);
+void addVerifyCommand(CommandTable& table);
 void addSessionCommand(CommandTable& table);
 
 /// Every command.

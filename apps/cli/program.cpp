@@ -106,6 +106,7 @@ void addAllCommands(CommandTable& table) {
     addLibraryCommands(table);
     addEditingCommands(table);
     addUpkeepCommands(table);
+    addVerifyCommand(table);
     addInspectCommands(table);
 }
 

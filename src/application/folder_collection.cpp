@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "library/film_roll.h"
+#include "metadata/export_naming.h"
 
 namespace kelvaris {
 
@@ -21,7 +22,7 @@ public:
         for (const FolderEntry& entry : *entries) pictures += FilmRoll::isImageFile(entry.path);
         if (pictures > 1 && paths_.insert(folder).second) found.push_back(folder);
         for (const FolderEntry& entry : *entries) {
-            if (entry.info && entry.info->isDirectory &&
+            if (entry.info && entry.info->isDirectory && entry.path.filename() != exportFolderName &&
                 seen_.emplace(entry.info->device, entry.info->inode).second) {
                 collect(entry.path);
             }
