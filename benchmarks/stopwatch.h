@@ -1,0 +1,35 @@
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <chrono>
+
+namespace kelvaris::benchmarks {
+
+/// Seconds that the steps take.
+template <class Steps>
+double secondsOf(Steps&& steps) {
+    const auto start = std::chrono::steady_clock::now();
+    steps();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+/// Times the work beside its floor, turn by turn, so that both meet the same machine: the time that is
+/// shown is the work's, and the counter "ratio" is work / floor.
+template <class Work, class Floor>
+void compare(benchmark::State& state, Work&& work, Floor&& floor) {
+    work();
+    floor();
+    double worked = 0;
+    double floored = 0;
+    for (auto _ : state) {
+        const double seconds = secondsOf(work);
+        worked += seconds;
+        floored += secondsOf(floor);
+        state.SetIterationTime(seconds);
+    }
+    state.counters["ratio"] = worked / floored;
+    state.counters["floor_ms"] = 1000 * floored / static_cast<double>(state.iterations());
+}
+
+}  // namespace kelvaris::benchmarks
