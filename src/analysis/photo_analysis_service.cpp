@@ -3,9 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <condition_variable>
-#include <memory>
-#include <mutex>
 #include <span>
 #include <utility>
 
@@ -30,13 +27,6 @@ int countOf(const VisionResult<std::vector<T>>& found) {
     return found ? static_cast<int>(found->size()) : 0;
 }
 
-/// What the classifier's worker and its waiting caller share; a late worker keeps it alive.
-struct SceneBox {
-    std::mutex mutex;
-    std::condition_variable changed;
-    std::optional<VisionResult<std::vector<SceneObservation>>> answer;
-};
-
 void logTopIdentifiers(std::span<const SceneObservation> observations) {
     std::string line;
     for (const SceneObservation& each :
@@ -59,15 +49,14 @@ AnalysisSwitches AnalysisSwitches::of(const UserPreferences& preferences) {
             .timeStamperEnabled = preferences.timeStamperEnabled()};
 }
 
-PhotoAnalysisService::PhotoAnalysisService(Vision& vision, ImageLoading& loading,
-                                           OperationQueue& utilityQueue, OrientationProvider orientation,
-                                           TimestampReader timestamps, std::chrono::milliseconds sceneLimit)
-    : vision_(vision),
+PhotoAnalysisService::PhotoAnalysisService(std::shared_ptr<Vision> vision, const ImageLoading& loading,
+                                           LimitedWaits& waits, OrientationProvider orientation,
+                                           TimestampReader timestamps)
+    : vision_(std::move(vision)),
       loading_(loading),
-      utilityQueue_(utilityQueue),
+      waits_(waits),
       orientation_(std::move(orientation)),
-      timestamps_(std::move(timestamps)),
-      sceneLimit_(sceneLimit) {}
+      timestamps_(std::move(timestamps)) {}
 
 AnalysisResult PhotoAnalysisService::analyze(const Image& image, const std::optional<FrameContext>& context,
                                              const AnalysisSwitches& switches, RotationAngle currentRotation,
@@ -145,25 +134,20 @@ PhotoAnalysisService::VisionReading PhotoAnalysisService::analyzeWithVision(
 }
 
 std::optional<std::vector<SceneObservation>> PhotoAnalysisService::classifyScene(const Image& image) const {
-    const auto box = std::make_shared<SceneBox>();
-    utilityQueue_.add([box, image, &vision = vision_] {
-        auto answer = vision.classifyScene(image);
-        const std::lock_guard guard(box->mutex);
-        box->answer = std::move(answer);
-        box->changed.notify_all();
-    });
-    std::unique_lock lock(box->mutex);
-    if (!box->changed.wait_for(lock, sceneLimit_, [&] { return box->answer.has_value(); })) {
+    using Answer = VisionResult<std::vector<SceneObservation>>;
+    auto answer = runLimited<Answer>(waits_, sceneTimeLimit,
+                                     [image, vision = vision_] { return vision->classifyScene(image); });
+    if (!answer) {
         log::error(category, "VNClassifyImageRequest timed out after {:f}s",
-                   std::chrono::duration<double>(sceneLimit_).count());
+                   std::chrono::duration<double>(sceneTimeLimit).count());
         return std::nullopt;
     }
-    return std::move(*box->answer).toOptional();
+    return std::move(*answer).toOptional();
 }
 
 PhotoAnalysisService::PeopleFound PhotoAnalysisService::findPeople(const Image& image) const {
-    return {countOf(vision_.detectFaces(image, false)), countOf(vision_.detectHumans(image)),
-            countOf(vision_.detectBodyPoses(image))};
+    return {countOf(vision_->detectFaces(image, false)), countOf(vision_->detectHumans(image)),
+            countOf(vision_->detectBodyPoses(image))};
 }
 
 int PhotoAnalysisService::PeopleFound::most() const { return std::max({faces, humans, bodies}); }

@@ -2,10 +2,11 @@
 
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <optional>
 
 #include "analysis/frame_quality.h"
-#include "base/operation_queue.h"
+#include "base/limited_waits.h"
 #include "base/path.h"
 #include "images/image_loading.h"
 #include "platform/vision.h"
@@ -35,18 +36,17 @@ using OrientationProvider = std::function<OrientationDecision(const Image& image
 using TimestampReader = std::function<std::optional<Instant>(const Image& image)>;
 
 /// Turns one decoded frame into labels, scores, colours, a hash and decisions. Holds no state: any number
-/// of threads. What is handed in must outlive the service and the utility queue's operations.
+/// of threads. What is handed in by reference must outlive the service.
 class PhotoAnalysisService {
 public:
     static constexpr std::chrono::seconds sceneTimeLimit{10};
     static constexpr int deepPeopleCountPixels = 4000;
 
-    /// @param utilityQueue runs the scene classifier, so that one that hangs is waited for only so long.
+    /// @param vision shared with a scene classification that hangs and is left behind.
     /// @param orientation may be empty: no frame is assessed.
     /// @param timestamps may be empty: no date is read.
-    PhotoAnalysisService(Vision& vision, ImageLoading& loading, OperationQueue& utilityQueue,
-                         OrientationProvider orientation, TimestampReader timestamps,
-                         std::chrono::milliseconds sceneLimit = sceneTimeLimit);
+    PhotoAnalysisService(std::shared_ptr<Vision> vision, const ImageLoading& loading, LimitedWaits& waits,
+                         OrientationProvider orientation, TimestampReader timestamps);
 
     /// @param image the frame as decoded, in any orientation; not null.
     /// @param context absent counts as a frame at the edge of its roll.
@@ -81,12 +81,11 @@ private:
     RotationAngle orient(const Image& image, const AnalysisSwitches& switches, RotationAngle currentRotation,
                          AnalysisResult& result) const;
 
-    Vision& vision_;
-    ImageLoading& loading_;
-    OperationQueue& utilityQueue_;
+    const std::shared_ptr<Vision> vision_;
+    const ImageLoading& loading_;
+    LimitedWaits& waits_;
     const OrientationProvider orientation_;
     const TimestampReader timestamps_;
-    const std::chrono::milliseconds sceneLimit_;
 };
 
 }  // namespace kelvaris
