@@ -274,7 +274,7 @@ void loadLibrary(benchmark::State& state) {
     const int rolls = static_cast<int>(state.range(0));
     for (int i = 0; i < rolls; ++i) vault.add(analysedRoll(static_cast<unsigned>(i)));
     const int cores = static_cast<int>(std::max(2u, std::thread::hardware_concurrency()));
-    ThreadedOperationQueue workers("reading", cores);
+    ThreadedOperationQueue workers("reading", cores - 1);  // the caller reads too
     const auto paths = vault.store.rollFiles();
     compare(
         state,

@@ -144,7 +144,7 @@ std::vector<StoredRoll> VaultStore::loadAllRolls(OperationQueue& workers) const 
         }
         slots[i] = std::move(roll);
     });
-    for (int i = 1; i < workers.width(); ++i) workers.add([walk] { walk->run(); });
+    for (int i = 0; i < workers.width(); ++i) workers.add([walk] { walk->run(); });
     walk->run();
     if (!paths.empty()) walk->waitUntilDone();
 
