@@ -6,6 +6,7 @@ packages=(
     libicu-dev libyaml-dev libsimdjson-dev
     libtiff-dev libheif-dev libdlib-dev libdlib-data libtesseract-dev tesseract-ocr-eng
     libcurl4-openssl-dev libssl-dev zlib1g-dev
+    wordnet-base
 )
 test_packages=(
     libgtest-dev libgmock-dev libbenchmark-dev

@@ -1,7 +1,6 @@
 #include "discovery/face_grouping.h"
 
 #include <algorithm>
-#include <cmath>
 #include <compare>
 #include <cstdint>
 #include <functional>
@@ -10,6 +9,7 @@
 #include <optional>
 #include <utility>
 
+#include "analysis/face_vectors.h"
 #include "base/text.h"
 #include "base/vector_math.h"
 
@@ -286,13 +286,6 @@ bool FaceGroupingService::overlap(const FaceAnchor& a, const FaceAnchor& b) {
     return unionArea > 0.0 && intersection / unionArea >= sameFaceOverlap;
 }
 
-bool FaceGroupingService::hasUsableVector(const FaceRegion& region) {
-    const auto& values = region.embedding;
-    return region.embeddingVersion == currentFaceEmbeddingVersion && values.size() == dimension &&
-           std::all_of(values.begin(), values.end(), [](float value) { return std::isfinite(value); }) &&
-           std::any_of(values.begin(), values.end(), [](float value) { return value != 0.0F; });
-}
-
 std::vector<SuggestedFaceGroup> FaceGroupingService::groups(std::vector<IndexedFace> faces,
                                                             const FaceGroupingEdits& edits, float threshold) {
     const FaceIndex index(std::move(faces));
@@ -304,7 +297,7 @@ std::vector<SuggestedFaceGroup> FaceGroupingService::groups(std::vector<IndexedF
         if (claimed[face]) continue;
         if (separated[face]) {
             drafts.push_back({index.key(face), {face}, true});
-        } else if (hasUsableVector(index.face(face).region)) {
+        } else if (hasUsableEmbedding(index.face(face).region)) {
             comparable.push_back(face);
         } else {
             drafts.push_back({index.key(face), {face}, false});

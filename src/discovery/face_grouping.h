@@ -45,9 +45,6 @@ struct FaceGroupingService {
     /// sameFaceOverlap.
     static bool overlap(const FaceAnchor& a, const FaceAnchor& b);
 
-    /// Whether the vector can be compared: current version and length, finite, not all zero.
-    static bool hasUsableVector(const FaceRegion& region);
-
     /// Groups the faces, corrections first; largest group first, equal ones by id. The same faces and
     /// corrections give the same groups, whatever the order they come in. A face joins the group to whose
     /// farthest member it is nearest, if that is near enough and no other face of its photo is there.

@@ -145,7 +145,8 @@ void SearchIndex::search(const SearchQuery& query, std::span<const float> textVe
     if (query.isEmpty()) return;
     const Answers answers(*this, query);
     const ColorQuery colors = ColorQuery::from(query.words);
-    for (const Roll& roll : rolls_) {
+    for (std::size_t number = 0; number < rolls_.size(); ++number) {
+        const Roll& roll = rolls_[number];
         const WordScore metadata = rollMetadataScore(roll.source.context, query.words, language_);
         std::vector<SearchHit> hits;
         std::uint32_t tagsBegin = 0;
@@ -177,7 +178,7 @@ void SearchIndex::search(const SearchQuery& query, std::span<const float> textVe
             }
             return a.score > b.score;
         });
-        if (!onRoll(roll.source.id, std::move(hits))) return;
+        if (!onRoll(number, hits)) return;
     }
 }
 

@@ -40,16 +40,17 @@ public:
 
     std::size_t rollCount() const { return rolls_.size(); }
     std::size_t photoCount() const;
+    RollID rollID(std::size_t roll) const { return rolls_[roll].source.id; }
     PhotoID photoID(std::size_t roll, std::size_t position) const {
         return rolls_[roll].source.photos[position].id;
     }
     /// Photos with a CLIP vector.
     std::size_t embeddingCount() const;
 
-    /// Scores every photo. Calls back for each roll with hits, in order, with the hits in the order asked
-    /// for; equal ones stand as the photos do. A false answer ends the search.
+    /// Scores every photo. Calls back for each roll with hits, in order, with its number in the index and
+    /// the hits in the order asked for; equal ones stand as the photos do. A false answer ends the search.
     /// @param textVector the query's CLIP vector; empty when there is none.
-    using RollHits = std::function<bool(RollID, std::vector<SearchHit>)>;
+    using RollHits = std::function<bool(std::size_t roll, const std::vector<SearchHit>& hits)>;
     void search(const SearchQuery& query, std::span<const float> textVector, SearchOrder order,
                 const RollHits& onRoll) const;
 

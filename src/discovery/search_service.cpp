@@ -27,17 +27,17 @@ void SearchService::search(const SearchQuery& query, std::span<const float> text
     index_.search(query, textVector, order, onRoll);
 }
 
-std::vector<SearchResult> SearchService::search(std::string_view typed, SearchableRoll roll,
+std::vector<SearchResult> SearchService::search(std::string_view typed, SearchableRoll photos,
                                                 SearchOrder order) {
     const auto query = SearchQuery::from(typed, language_);
     if (query.isEmpty()) return {};
     std::vector<SearchableRoll> rolls;
-    rolls.push_back(std::move(roll));
+    rolls.push_back(std::move(photos));
     update(std::move(rolls));
     std::vector<SearchResult> results;
-    search(query, textVector(query), order, [&](RollID, std::vector<SearchHit> hits) {
+    search(query, textVector(query), order, [&](std::size_t roll, const std::vector<SearchHit>& hits) {
         for (const SearchHit& hit : hits) {
-            results.push_back({index_.photoID(0, hit.position), hit.score});
+            results.push_back({index_.photoID(roll, hit.position), hit.score});
         }
         return true;
     });

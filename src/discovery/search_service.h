@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "discovery/embedding_ports.h"
+#include "analysis/embedding_ports.h"
 #include "discovery/search_index.h"
 
 namespace kelvaris {
@@ -38,7 +38,7 @@ public:
                 const SearchIndex::RollHits& onRoll) const;
 
     /// The photos of one roll that answer the query, in result order. Runs the model.
-    std::vector<SearchResult> search(std::string_view query, SearchableRoll roll,
+    std::vector<SearchResult> search(std::string_view query, SearchableRoll photos,
                                      SearchOrder order = SearchOrder::score);
 
 private:

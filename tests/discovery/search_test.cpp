@@ -25,6 +25,8 @@ std::vector<float> vectorOf(float cosine) { return {cosine, std::sqrt(1.0F - cos
 
 class FakeTextEmbedder final : public TextEmbedder {
 public:
+    bool isEnabled() override { return true; }
+    bool load() override { return true; }
     EmbeddingResult textEmbedding(std::string_view text) override {
         asked.emplace_back(text);
         return answer;
@@ -407,10 +409,11 @@ TEST_F(SearchPropertyTest, TheIndexGivesTheScoresOfThePlainPassAndTheUnionOfSear
         const auto query = SearchQuery::from(typed, language);
         const auto text = below(3) == 0 ? std::vector<float>() : direction();
         std::map<RollID, std::vector<SearchHit>> found;
-        all.search(query, text, SearchOrder::score, [&](RollID id, std::vector<SearchHit> hits) {
-            found[id] = std::move(hits);
-            return true;
-        });
+        all.search(query, text, SearchOrder::score,
+                   [&](std::size_t roll, const std::vector<SearchHit>& hits) {
+                       found[rolls[roll].id] = hits;
+                       return true;
+                   });
         for (const auto& roll : rolls) {
             std::vector<std::pair<float, std::uint32_t>> expected;
             for (std::uint32_t i = 0; i < roll.photos.size(); ++i) {
@@ -426,13 +429,14 @@ TEST_F(SearchPropertyTest, TheIndexGivesTheScoresOfThePlainPassAndTheUnionOfSear
             }
             SearchService alone(language, &words, nullptr);
             alone.update({roll});
-            alone.search(query, text, SearchOrder::score, [&](RollID, std::vector<SearchHit> own) {
-                EXPECT_TRUE(std::equal(own.begin(), own.end(), hits.begin(), hits.end(),
-                                       [](const SearchHit& a, const SearchHit& b) {
-                                           return a.position == b.position && a.score == b.score;
-                                       }));
-                return true;
-            });
+            alone.search(query, text, SearchOrder::score,
+                         [&](std::size_t, const std::vector<SearchHit>& own) {
+                             EXPECT_TRUE(std::equal(own.begin(), own.end(), hits.begin(), hits.end(),
+                                                    [](const SearchHit& a, const SearchHit& b) {
+                                                        return a.position == b.position && a.score == b.score;
+                                                    }));
+                             return true;
+                         });
         }
     }
 }

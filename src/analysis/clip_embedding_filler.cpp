@@ -1,0 +1,66 @@
+#include "analysis/clip_embedding_filler.h"
+
+#include "base/log.h"
+
+namespace kelvaris {
+namespace {
+
+constexpr std::string_view category = "Analysis";
+constexpr std::size_t batchSize = 16;
+
+}  // namespace
+
+void ClipEmbeddingFiller::ensureCLIPEmbeddings(const PhotoList& photos) {
+    if (!embedder_.isEnabled()) return;
+    std::vector<PhotoSnapshot> snapshots;
+    for (const PhotoPointer& photo : photos) {
+        if (photo->clipEmbedding() || !clipInFlightIDs_.insert(photo->id()).second) continue;
+        snapshots.push_back(PhotoSnapshot::of(photo));
+    }
+    if (snapshots.empty()) return;
+    log::info(category, "Generating CLIP embeddings for {} photos (deferred)", snapshots.size());
+    queue_.add(
+        [this, snapshots = std::move(snapshots), &embedder = embedder_, &main = main_,
+         cancellation = cancellation_, alive = lifetime_.weak()] {
+            Batch batch;
+            std::size_t created = 0;
+            const auto hand = [&] {
+                if (batch.empty()) return;
+                main.post([this, alive, batch = std::make_shared<Batch>(std::move(batch))] {
+                    if (alive.lock()) apply(std::move(*batch));
+                });
+                batch.clear();
+            };
+            const bool isLoaded = embedder.load();
+            for (const PhotoSnapshot& snapshot : snapshots) {
+                if (cancellation->isCancelled()) return;
+                std::optional<std::vector<float>> vector;
+                if (isLoaded) {
+                    auto result = embedder.imageEmbedding(snapshot.sourceURL, snapshot.rotation);
+                    if (result) {
+                        vector = std::move(*result);
+                    } else {
+                        log::error(category, "CLIP embedding failed for {}: {}", snapshot.filename,
+                                   result.error());
+                    }
+                }
+                created += vector ? 1 : 0;
+                batch.emplace_back(snapshot, std::move(vector));
+                if (batch.size() == batchSize) hand();
+            }
+            hand();
+            if (isLoaded)
+                log::info(category, "CLIP embedding generation complete: {} embeddings created", created);
+        },
+        OperationPriority::veryLow);
+}
+
+void ClipEmbeddingFiller::apply(Batch batch) {
+    for (auto& [snapshot, vector] : batch) {
+        clipInFlightIDs_.erase(snapshot.id);
+        if (!vector) continue;
+        if (const PhotoPointer photo = snapshot.current()) photo->setClipEmbedding(std::move(*vector));
+    }
+}
+
+}  // namespace kelvaris

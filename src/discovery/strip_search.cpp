@@ -1,0 +1,123 @@
+#include "discovery/strip_search.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "library/roll_selection.h"
+
+namespace kelvaris {
+
+SearchableRoll searchable(const FilmRoll& roll, const PhotoList& photos) {
+    SearchableRoll values{.id = roll.id(), .context = roll.searchContext(), .photos = {}};
+    values.photos.reserve(photos.size());
+    for (const PhotoPointer& photo : photos) {
+        values.photos.push_back({.id = photo->id(),
+                                 .clipEmbedding = photo->clipEmbedding(),
+                                 .visionTags = photo->sharedVisionTags(),
+                                 .labels = photo->labels(),
+                                 .placeName = photo->placeName(),
+                                 .dominantColors = photo->dominantColors()});
+    }
+    return values;
+}
+
+StripSearch::StripSearch(SearchEnvironment environment)
+    : environment_(environment),
+      service_(std::make_shared<SearchService>(environment.language, environment.words,
+                                               environment.textEmbedder)) {}
+
+void StripSearch::setRoll(RollPointer roll) {
+    roll_ = std::move(roll);
+    debounceTask_.cancel();
+    assign(StripSearchField::searchText, searchText_, std::string());
+    assign(StripSearchField::debouncedSearchText, debouncedSearchText_, std::string());
+    recomputeDisplayedPhotos();
+}
+
+void StripSearch::setSearchText(std::string text) {
+    if (!assign(StripSearchField::searchText, searchText_, std::move(text))) return;
+    debounceTask_.cancel();
+    if (searchText_.empty()) {
+        searchChanged();
+        return;
+    }
+    debounceTask_ = environment_.main.postAfter(debounce, [this, alive = lifetime_.weak()] {
+        if (alive.lock()) searchChanged();
+    });
+}
+
+void StripSearch::setRotationReviewOnly(bool value) {
+    if (assign(StripSearchField::rotationReviewOnly, rotationReviewOnly_, value)) recomputeDisplayedPhotos();
+}
+
+void StripSearch::setOrder(SearchOrder order) {
+    if (std::exchange(order_, order) != order) recomputeDisplayedPhotos();
+}
+
+void StripSearch::searchChanged() {
+    if (assign(StripSearchField::debouncedSearchText, debouncedSearchText_, searchText_)) recompute(true);
+}
+
+PhotoList StripSearch::candidates() const {
+    if (!roll_) return {};
+    PhotoList photos = roll_->displayPhotos();
+    if (rotationReviewOnly_) {
+        std::erase_if(photos, [](const PhotoPointer& photo) { return !photo->needsRotationReview(); });
+    }
+    return photos;
+}
+
+void StripSearch::recomputeDisplayedPhotos() { recompute(false); }
+
+void StripSearch::recompute(bool selects) {
+    searchID_ = RunStamp::random();
+    if (debouncedSearchText_.empty() || !roll_) {
+        show(candidates(), selects);
+        return;
+    }
+    const auto query = SearchQuery::from(debouncedSearchText_, environment_.language);
+    if (query.isEmpty() || !environment_.hasTextEmbedder()) {
+        searchCandidates(query, {}, selects);
+        return;
+    }
+    if (textVector_ && textVector_->first == query.typed) {
+        searchCandidates(query, textVector_->second, selects);
+        return;
+    }
+    // The model runs on a worker; the pass over the roll is a matter of milliseconds and stays here.
+    environment_.queue.add([this, query, selects, searchID = searchID_, service = service_,
+                            &main = environment_.main, alive = lifetime_.weak()] {
+        main.post([this, query, selects, searchID, vector = service->textVector(query), alive] {
+            if (!alive.lock() || searchID != searchID_) return;
+            textVector_ = {query.typed, vector};
+            searchCandidates(query, vector, selects);
+        });
+    });
+}
+
+void StripSearch::searchCandidates(const SearchQuery& query, const std::vector<float>& textVector,
+                                   bool selects) {
+    const PhotoList photos = candidates();
+    PhotoList found;
+    if (!query.isEmpty()) {
+        if (environment_.filler) environment_.filler->ensureCLIPEmbeddings(photos);
+        std::vector<SearchableRoll> rolls;
+        rolls.push_back(searchable(*roll_, photos));
+        service_->update(std::move(rolls));
+        service_->search(query, textVector, order_, [&](std::size_t, const std::vector<SearchHit>& hits) {
+            for (const SearchHit& hit : hits) found.push_back(photos[hit.position]);
+            return true;
+        });
+    }
+    show(std::move(found), selects);
+}
+
+void StripSearch::show(PhotoList photos, bool selects) {
+    assign(StripSearchField::displayedPhotos, displayedPhotos_, std::move(photos));
+    if (!selects || !roll_ || !roll_->selectedPhoto()) return;
+    const auto& shown = displayedPhotos_;
+    if (std::find(shown.begin(), shown.end(), roll_->selectedPhoto()) != shown.end()) return;
+    selectPhoto(*roll_, shown.empty() ? nullptr : shown.front());
+}
+
+}  // namespace kelvaris
