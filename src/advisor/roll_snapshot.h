@@ -1,18 +1,20 @@
 #pragma once
 
-#include <map>
+#include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
+#include "vocabulary/analysis_result.h"
 #include "vocabulary/film_format.h"
 #include "vocabulary/photo_label.h"
-#include "vocabulary/shared_value.h"
 
 namespace kelvaris {
 
+class FilmRoll;
+
 /// What the advisor needs of the library, copied on the main thread so that the rest happens off it.
-/// The lists of a photo are shared with it, not copied.
 struct RollSnapshot {
     struct PhotoSnapshot {
         PhotoLabelSet labels;
@@ -20,9 +22,9 @@ struct RollSnapshot {
         int peopleCount = 0;
         bool labelsAnalyzed = false;
         std::optional<double> nimaScore;
-        SharedValue<std::vector<std::string>> clipLabels;
-        SharedValue<std::vector<std::string>> dominantColors;  ///< "#RRGGBB", the strongest first
-        SharedValue<std::map<std::string, float>> placeCategories;
+        std::optional<std::vector<std::string>> clipLabels;
+        std::optional<std::vector<std::string>> dominantColors;  ///< "#RRGGBB", the strongest first
+        std::optional<TagConfidences> placeCategories;
     };
 
     struct RollData {
@@ -35,6 +37,9 @@ struct RollSnapshot {
     };
 
     std::vector<RollData> rolls;
+
+    /// Copies the rolls. Of photos without a complete analysis nothing is copied but that they exist.
+    static RollSnapshot capture(std::span<const std::shared_ptr<FilmRoll>> rolls);
 };
 
 }  // namespace kelvaris
