@@ -1,9 +1,8 @@
 #include <benchmark/benchmark.h>
 
-#include <chrono>
-
 #include "interaction/command_palette.h"
 #include "platform_fake/fake_language.h"
+#include "stopwatch.h"
 
 namespace kelvaris {
 namespace {
@@ -20,40 +19,27 @@ struct Library {
     }
 };
 
-double secondsOf(auto&& work) {
-    double best = 1e9;
-    for (int i = 0; i < 20; ++i) {
-        const auto start = std::chrono::steady_clock::now();
-        work();
-        best =
-            std::min(best, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
-    }
-    return best;
-}
-
-/// The floor: the names alone, copied.
-double floorOf(const Library& library) {
-    return secondsOf([&] { benchmark::DoNotOptimize(std::vector<std::string>(library.names)); });
+/// Beside the names alone, copied.
+void compareToCopyingNames(benchmark::State& state, const Library& library, auto&& work) {
+    benchmarks::compare(state, work,
+                        [&] { benchmark::DoNotOptimize(std::vector<std::string>(library.names)); });
 }
 
 void buildPalette(benchmark::State& state) {
     const Library library;
-    const double once = secondsOf([&] { benchmark::DoNotOptimize(buildCommandMenuItems(library.state)); });
-    for (auto _ : state) benchmark::DoNotOptimize(buildCommandMenuItems(library.state));
-    state.counters["timesCopyingNames"] = once / floorOf(library);
+    compareToCopyingNames(state, library,
+                          [&] { benchmark::DoNotOptimize(buildCommandMenuItems(library.state)); });
 }
-BENCHMARK(buildPalette)->Unit(benchmark::kMicrosecond);
+BENCHMARK(buildPalette)->UseManualTime()->Unit(benchmark::kMicrosecond);
 
 void filterPalette(benchmark::State& state) {
     const Library library;
     const FakeLanguage language;
     const auto items = buildCommandMenuItems(library.state);
-    const double once =
-        secondsOf([&] { benchmark::DoNotOptimize(filterCommandItems(items, "499", language)); });
-    for (auto _ : state) benchmark::DoNotOptimize(filterCommandItems(items, "499", language));
-    state.counters["timesCopyingNames"] = once / floorOf(library);
+    compareToCopyingNames(state, library,
+                          [&] { benchmark::DoNotOptimize(filterCommandItems(items, "499", language)); });
 }
-BENCHMARK(filterPalette)->Unit(benchmark::kMicrosecond);
+BENCHMARK(filterPalette)->UseManualTime()->Unit(benchmark::kMicrosecond);
 
 }  // namespace
 }  // namespace kelvaris
