@@ -1,0 +1,118 @@
+#include "analysis/analysis_run.h"
+#include "analysis/gems.h"
+#include "preferences/user_preferences.h"
+
+namespace kelvaris {
+namespace {
+
+constexpr double nimaShare = 0.6;
+constexpr Spring gemSpring{.response = 0.3, .dampingFraction = 0.9, .blendDuration = 0};
+
+double gemScore(const PhotoItem& photo) {
+    if (!photo.nimaScore()) return photo.qualityScore();
+    return nimaShare * *photo.nimaScore() + (1 - nimaShare) * photo.qualityScore();
+}
+
+bool isUsable(const PhotoItem& photo) {
+    return photo.labelsAnalyzed() && photo.loadState() != PhotoItem::LoadState::failed;
+}
+
+/// The user's word on the gem goes before the choice.
+void markGem(PhotoItem& photo, bool isChosen) {
+    const auto& overrides = photo.manualLabelOverrides();
+    const auto own = overrides.find(std::string(rawValue(PhotoLabel::gem)));
+    PhotoLabelSet labels = photo.labels();
+    labels.erase(PhotoLabel::gem);
+    if (own == overrides.end() ? isChosen : own->second) labels.insert(PhotoLabel::gem);
+    photo.setLabels(labels);
+}
+
+bool mayShowPeople(const PhotoItem& photo) {
+    if (photo.loadState() == PhotoItem::LoadState::failed) return false;
+    const PhotoLabelSet& labels = photo.labels();
+    return labels.contains(PhotoLabel::person) || labels.contains(PhotoLabel::face) ||
+           !labels.contains(PhotoLabel::blank);
+}
+
+}  // namespace
+
+void AnalysisOrchestrator::finishAnalysis(const RunPointer& run) {
+    if (!tools_.passes) {
+        selectGemsAndFinish(run);
+        return;
+    }
+    std::vector<PhotoSnapshot> snapshots;
+    for (const PhotoPointer& photo : run->photos) snapshots.push_back(PhotoSnapshot::of(photo));
+    utilityQueue_->add(
+        [this, run, snapshots = std::move(snapshots), switches = AnalysisSwitches::of(tools_.preferences)] {
+            tools_.passes->run(snapshots, switches);
+            post([this, run] { selectGemsAndFinish(run); });
+        });
+}
+
+void AnalysisOrchestrator::selectGemsAndFinish(const RunPointer& run) {
+    refreshGems(run->photos);
+    if (tools_.preferences.faceFinderEnabled()) {
+        recountPeople(run);
+    } else {
+        complete(run);
+    }
+}
+
+void AnalysisOrchestrator::refreshGems(const PhotoList& photos) {
+    if (!tools_.preferences.gemSpotterEnabled()) return;
+    const PhotoList gems = chooseGems(photos);
+    const auto mark = [&] {
+        for (const PhotoPointer& photo : photos) {
+            markGem(*photo, std::ranges::find(gems, photo) != gems.end());
+        }
+    };
+    if (tools_.shell.reducesMotion()) {
+        mark();
+    } else {
+        tools_.animator.animate(gemSpring, mark);
+    }
+}
+
+PhotoList AnalysisOrchestrator::chooseGems(const PhotoList& photos) const {
+    std::vector<ScoredPhoto> scored;
+    for (const PhotoPointer& photo : photos) {
+        if (isUsable(*photo)) scored.push_back({photo, gemScore(*photo)});
+    }
+    return selectGems(scored, gemLimit);
+}
+
+void AnalysisOrchestrator::recountPeople(const RunPointer& run) {
+    std::vector<PhotoSnapshot> snapshots;
+    for (const PhotoPointer& photo : run->photos) {
+        if (mayShowPeople(*photo)) snapshots.push_back(PhotoSnapshot::of(photo));
+    }
+    if (snapshots.empty()) {
+        complete(run);
+        return;
+    }
+    const auto remaining = std::make_shared<std::size_t>(snapshots.size());
+    for (PhotoSnapshot& snapshot : snapshots) {
+        utilityQueue_->add(
+            [this, run, remaining, snapshot = std::move(snapshot)] {
+                const int count = tools_.analysis.countPeople(snapshot.sourceURL, snapshot.rotation);
+                post([this, run, remaining, snapshot, count] {
+                    // A photo that was only turned keeps its people.
+                    const PhotoPointer photo = snapshot.photo.lock();
+                    if (photo && photo->analysisGeneration() == snapshot.generation &&
+                        photo->sourceURL() == snapshot.sourceURL) {
+                        photo->setPeopleCount(count);
+                        if (count > 0) photo->applySuggestedLabels({PhotoLabel::person});
+                    }
+                    if (--*remaining == 0) complete(run);
+                });
+            },
+            run->priority);
+    }
+}
+
+void AnalysisOrchestrator::complete(const RunPointer& run) {
+    if (!run->isSuperseded()) run->callbacks.onAllComplete();
+}
+
+}  // namespace kelvaris

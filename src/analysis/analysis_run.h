@@ -1,0 +1,48 @@
+#pragma once
+
+#include <algorithm>
+#include <set>
+
+#include "analysis/analysis_orchestrator.h"
+
+namespace kelvaris {
+
+/// One run over a list of photos. Main thread.
+struct AnalysisOrchestrator::Run {
+    /// Photos whose bitmaps are waiting for their analysis, or on the way to it, at most. A roll of more
+    /// is analysed in parts, so that memory does not grow with its length.
+    static constexpr std::size_t window = 64;
+
+    const RunStamp generation = RunStamp::random();
+    PhotoList photos;
+    std::set<PhotoID> pending;  ///< those to be analysed
+    std::optional<Path> cacheDirectory;
+    bool isCloudHosted = false;
+    bool readsDates = false;
+    OperationPriority priority = OperationPriority::normal;
+    int pixelSize = analysisPixelSize;
+    AnalysisCallbacks callbacks;
+
+    std::size_t requested = 0;    ///< thumbnails asked for, in order
+    std::size_t loaded = 0;       ///< thumbnails that are done with
+    std::size_t outstanding = 0;  ///< pending photos between the asking and the end of their analysis
+    PhotoList held;               ///< pending photos that are loaded and wait for the others
+    std::size_t analyzed = 0;
+
+    bool isSuperseded() const {
+        return std::ranges::any_of(
+            photos, [this](const PhotoPointer& photo) { return photo->analysisGeneration() != generation; });
+    }
+};
+
+/// One try at one photo: what the photo was when it began.
+struct AnalysisOrchestrator::Attempt {
+    PhotoPointer photo;
+    Path sourceURL;
+    RotationAngle rotation = RotationAngle::none;
+    int rotationRevision = 0;
+    bool autoRotateOnOpen = false;
+    bool retryOrientationFailure = false;
+};
+
+}  // namespace kelvaris

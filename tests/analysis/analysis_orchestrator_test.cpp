@@ -1,0 +1,260 @@
+#include "analysis/analysis_orchestrator.h"
+
+#include <gtest/gtest.h>
+
+#include "library/roll_analysis.h"
+#include "library/roll_loading.h"
+#include "library_world.h"
+#include "platform_fake/fake_limited_waits.h"
+#include "platform_fake/fake_vision.h"
+
+namespace kelvaris {
+namespace {
+
+using enum PhotoLabel;
+using LoadState = PhotoItem::LoadState;
+
+/// Stripes that are sharp and well exposed.
+Bitmap stripes(int width, int height) {
+    Bitmap bitmap{width, height, 3, {}};
+    for (int i = 0; i < width * height; ++i) {
+        bitmap.pixels.insert(bitmap.pixels.end(), 3,
+                             static_cast<std::uint8_t>(i % width / 4 % 2 == 0 ? 60 : 200));
+    }
+    return bitmap;
+}
+
+class AnalysisOrchestratorTest : public ::testing::Test, protected testing::LibraryWorld {
+protected:
+    AnalysisOrchestratorTest() {
+        machine.images.setDefaultPicture({.upright = stripes(120, 80)});
+        decision.status = OrientationDecision::Status::uncertain;
+    }
+
+    RollPointer openRoll(int photoCount) {
+        const Path folder("/home/user/scans/kyoto");
+        makeRoll(photoCount, folder);
+        const auto roll = FilmRoll::make(folder, RollID::random(), analysisServices);
+        loadFolder(*roll, false);
+        machine.settle();
+        return roll;
+    }
+    FakeOperationQueue& queue(std::string_view name) { return *machine.queues.queue(name); }
+    /// Runs the thumbnails and hands them over, so that the analyses wait in their queue.
+    void loadThumbnails() {
+        queue("com.kelvaris.thumbnails").runAll();
+        machine.main.drain();
+    }
+    int decodes(const PhotoItem& photo) const { return machine.images.decodeCount(photo.sourceURL()); }
+
+    std::shared_ptr<FakeVision> vision = std::make_shared<FakeVision>();
+    FakeLimitedWaits waits;
+    ImageLoading loading{machine.images};
+    OrientationDecision decision;
+    std::vector<bool> assessedDeep;
+    PhotoAnalysisService service{vision, loading, waits,
+                                 [this](const Image&, bool deep) {
+                                     assessedDeep.push_back(deep);
+                                     return decision;
+                                 },
+                                 nullptr};
+    AnalysisOrchestrator orchestrator{{.thumbnails = thumbnailTools(),
+                                       .loading = loading,
+                                       .analysis = service,
+                                       .preferences = preferences,
+                                       .shell = machine.shell,
+                                       .animator = animator,
+                                       .queues = machine.queues,
+                                       .thumbnailCacheBase = Path("/home/user/.cache/Kelvaris/thumbnails"),
+                                       .home = machine.places.home}};
+    LibraryServices analysisServices = servicesWith(orchestrator);
+    int done = 0;
+    const std::function<void()> countDone = [this] { ++done; };
+};
+
+TEST_F(AnalysisOrchestratorTest, ARollIsAnalysedToTheEndWithOneDecodeForThumbnailAndAnalysis) {
+    preferences.set(settings::faceFinderEnabled, false);
+    const auto roll = openRoll(4);
+    startAnalysisPipeline(*roll, false, countDone);
+    machine.settle();
+    EXPECT_EQ(done, 1);
+    int gems = 0;
+    for (const PhotoPointer& photo : roll->photos()) {
+        EXPECT_TRUE(photo->labelsAnalyzed());
+        EXPECT_EQ(photo->loadState(), LoadState::loaded);
+        EXPECT_TRUE(photo->perceptualHash());
+        EXPECT_GT(photo->qualityScore(), 0.5);
+        EXPECT_TRUE(photo->thumbnail());
+        EXPECT_FALSE(photo->thumbnailCGImage()) << "bitmaps for analysis are not kept";
+        EXPECT_EQ(decodes(*photo), 1);
+        gems += photo->labels().contains(gem) ? 1 : 0;
+    }
+    EXPECT_EQ(gems, 1);
+
+    // A second run finds nothing to do, and says so at once.
+    startAnalysisPipeline(*roll, false, countDone);
+    EXPECT_EQ(done, 2);
+    machine.settle();
+    EXPECT_EQ(done, 2);
+    EXPECT_EQ(decodes(*roll->photos()[0]), 1);
+}
+
+TEST_F(AnalysisOrchestratorTest, APhotoThatIsTurnedInFlightIsAnalysedAgainAndCountsOnce) {
+    preferences.set(settings::faceFinderEnabled, false);
+    const auto roll = openRoll(2);
+    startAnalysisPipeline(*roll, false, countDone);
+    loadThumbnails();
+    ASSERT_EQ(queue("com.kelvaris.analysis").waitingCount(), 2U);
+    const PhotoPointer photo = roll->photos()[0];
+    queue("com.kelvaris.analysis").runNext();
+    photo->setRotation(RotationAngle::clockwise90);
+    photo->setRotationSource(MetadataSource::photo);
+    machine.main.drain();
+    EXPECT_FALSE(photo->labelsAnalyzed());
+    machine.settle();
+    EXPECT_EQ(done, 1);
+    EXPECT_TRUE(photo->labelsAnalyzed());
+    EXPECT_FALSE(photo->orientationDecision()) << "the user's own rotation is not assessed";
+    EXPECT_EQ(decodes(*photo), 1) << "the frame serves again";
+    EXPECT_EQ(assessedDeep.size(), 2U);
+}
+
+TEST_F(AnalysisOrchestratorTest, ASwitchTurnedInFlightSendsEveryPhotoBack) {
+    const auto roll = openRoll(3);
+    startAnalysisPipeline(*roll, false, countDone);
+    loadThumbnails();
+    queue("com.kelvaris.analysis").runAll();
+    preferences.set(settings::autoRotateOnOpen, false);
+    machine.main.drain();
+    EXPECT_EQ(queue("com.kelvaris.analysis").waitingCount(), 3U);
+    machine.settle();
+    EXPECT_EQ(done, 1);
+    EXPECT_FALSE(roll->photos()[2]->orientationDecision());
+}
+
+TEST_F(AnalysisOrchestratorTest, ABusyOrientationModelIsAskedOnceMore) {
+    decision = {.status = OrientationDecision::Status::failed,
+                .reason = std::string(orientation_reason::inferenceBusy)};
+    const auto roll = openRoll(1);
+    startAnalysisPipeline(*roll, false, countDone);
+    machine.settle();
+    EXPECT_EQ(done, 1);
+    EXPECT_EQ(assessedDeep.size(), 2U);
+    ASSERT_TRUE(roll->photos()[0]->orientationDecision());
+    EXPECT_EQ(roll->photos()[0]->orientationDecision()->reason, orientation_reason::inferenceBusy);
+
+    decision.reason = std::string(orientation_reason::modelMissing);
+    const auto other = openRoll(1);
+    startAnalysisPipeline(*other, false, nullptr);
+    machine.settle();
+    EXPECT_EQ(assessedDeep.size(), 3U);
+}
+
+TEST_F(AnalysisOrchestratorTest, ALaterRunTakesThePhotosOver) {
+    const auto roll = openRoll(3);
+    int first = 0;
+    int second = 0;
+    int analyzed = 0;
+    const auto callbacks = [&](int& count) {
+        return AnalysisCallbacks{
+            .onPhotoAnalyzed = [&](const PhotoPointer&, const AnalysisResult&) { ++analyzed; },
+            .onAllComplete = [&count] { ++count; }};
+    };
+    orchestrator.analyzeRoll(roll->photos(), roll->sourceFolder(), roll->id(), false, callbacks(first));
+    loadThumbnails();
+    queue("com.kelvaris.analysis").runAll();
+    orchestrator.reanalyze(roll->photos(), false, callbacks(second));
+    machine.settle();
+    EXPECT_EQ(first, 0);
+    EXPECT_EQ(second, 1);
+    EXPECT_EQ(analyzed, 3);
+}
+
+TEST_F(AnalysisOrchestratorTest, FilesThatCannotBeReadFailAloneAndTheRunEnds) {
+    const auto roll = openRoll(3);
+    machine.files.erase(roll->photos()[1]->sourceURL());
+    std::vector<bool> outcomes;
+    startAnalysisPipeline(*roll, false, countDone);
+    machine.settle();
+    EXPECT_EQ(done, 1);
+    EXPECT_EQ(roll->photos()[0]->loadState(), LoadState::loaded);
+    EXPECT_EQ(roll->photos()[1]->loadState(), LoadState::failed);
+    EXPECT_TRUE(roll->photos()[1]->labelsAnalyzed());
+    EXPECT_FALSE(roll->photos()[1]->labels().contains(gem));
+}
+
+TEST_F(AnalysisOrchestratorTest, MemoryDoesNotGrowWithTheRoll) {
+    preferences.set(settings::faceFinderEnabled, false);
+    const auto roll = openRoll(200);
+    startAnalysisPipeline(*roll, false, countDone);
+    std::size_t most = 0;
+    bool isWorking = true;
+    while (isWorking) {
+        machine.main.drain();
+        isWorking = queue("com.kelvaris.thumbnails").runNext() || queue("com.kelvaris.analysis").runNext() ||
+                    machine.queues.runAll();
+        std::size_t held = queue("com.kelvaris.analysis").waitingCount();
+        for (const PhotoPointer& photo : roll->photos()) held += photo->thumbnailCGImage() ? 1 : 0;
+        most = std::max(most, held);
+    }
+    machine.settle();
+    EXPECT_EQ(done, 1);
+    EXPECT_LE(most, 64U);
+    for (const PhotoPointer& photo : roll->photos()) {
+        EXPECT_TRUE(photo->labelsAnalyzed());
+        EXPECT_EQ(decodes(*photo), 1);
+    }
+}
+
+TEST_F(AnalysisOrchestratorTest, PeopleAreRecountedOnLargePicturesUnlessThePhotoMovedOn) {
+    const auto roll = openRoll(2);
+    machine.images.setDefaultPicture({.upright = stripes(1200, 20)});
+    vision->faces = [](const Image& image) {
+        return std::vector<FaceObservation>(image->longSide() > 800 ? 3 : 0);
+    };
+    startAnalysisPipeline(*roll, false, countDone);
+    loadThumbnails();
+    queue("com.kelvaris.analysis").runAll();
+    machine.main.drain();
+    EXPECT_EQ(roll->photos()[0]->peopleCount(), 0);
+    queue("com.kelvaris.utility").runAll();
+    roll->photos()[1]->setSourceURL(Path("/elsewhere/002.jpg"));
+    machine.settle();
+    EXPECT_EQ(done, 1);
+    EXPECT_EQ(roll->photos()[0]->peopleCount(), 3);
+    EXPECT_TRUE(roll->photos()[0]->labels().contains(person));
+    EXPECT_EQ(roll->photos()[1]->peopleCount(), 0);
+}
+
+TEST_F(AnalysisOrchestratorTest, TheUsersWordOnAGemGoesBeforeTheChoice) {
+    PhotoList photos;
+    for (int i = 0; i < 8; ++i) {
+        photos.push_back(std::make_shared<PhotoItem>(Path(fmt::format("/roll/{}.jpg", i)), i));
+        photos[i]->setLabelsAnalyzed(true);
+        photos[i]->setQualityScore(0.9 - 0.05 * i);
+    }
+    photos[0]->setManualLabel(gem, false, nullptr, nullptr);
+    photos[1]->setNimaScore(0.1);  // 0.6 * 0.1 + 0.4 * 0.85 = 0.4
+    photos[7]->setManualLabel(gem, true, nullptr, nullptr);
+    photos[6]->setLabels({gem, water});
+    orchestrator.refreshGems(photos);
+    std::string chosen;
+    for (const PhotoPointer& photo : photos) chosen += photo->labels().contains(gem) ? '1' : '0';
+    EXPECT_EQ(chosen, "00100001");
+    EXPECT_TRUE(photos[6]->labels().contains(water));
+
+    preferences.set(settings::gemSpotterEnabled, false);
+    photos[3]->setQualityScore(1);
+    orchestrator.refreshGems(photos);
+    EXPECT_FALSE(photos[3]->labels().contains(gem));
+}
+
+TEST_F(AnalysisOrchestratorTest, TheRevisionTellsModelsAndSwitches) {
+    EXPECT_EQ(orchestrator.discoveryRevision(), "discovery-2//111110");
+    preferences.set(settings::filmIssuesEnabled, false);
+    preferences.set(settings::deepAnalysisEnabled, true);
+    EXPECT_EQ(orchestrator.discoveryRevision(), "discovery-2//110111");
+}
+
+}  // namespace
+}  // namespace kelvaris
