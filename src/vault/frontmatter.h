@@ -12,8 +12,8 @@ namespace kelvaris {
 /// @param yaml line feeds at its ends are trimmed.
 std::string frontmatterFile(std::string_view yaml, std::string_view body);
 
-/// The YAML of a file, trimmed at both ends; a view into the given text. What follows the closing fence
-/// does not matter, nor does a carriage return before each line feed.
+/// The YAML of a file, trimmed at both ends; a view into the given text unless it is empty. What follows the
+/// closing fence does not matter, nor does a carriage return before each line feed.
 /// @return nothing when the bytes are not UTF-8, do not begin with the fence (a byte order mark is not
 /// the fence), or no second fence begins a line.
 std::optional<std::string_view> readFrontmatter(std::string_view file);

@@ -84,11 +84,15 @@ std::optional<Path> VaultMirror::enabledMirrorBase() const {
     const MirrorState::Target target = state_.target();
     if (!target.enabled || !target.bookmark) return std::nullopt;
     const auto resolved = folders_.resolve(*target.bookmark);
-    if (!resolved) {
-        log::error("Vault", "Mirror bookmark could not be resolved");
-        return std::nullopt;
-    }
-    return resolved->path;
+    // A stale reference may lead to the bare mount point of a disk that is away. Copies written there would
+    // pass for a backup, so another folder in the place of the chosen one counts only if a mirror is in it.
+    const bool isFound =
+        resolved && (!resolved->isStale || files_.isDirectory(MirrorPaths::under(resolved->path).base));
+    if (isFound) return resolved->path;
+    constexpr const char* reason = "Mirror bookmark could not be resolved";
+    log::error("Vault", "{}", reason);
+    state_.noteFailure(reason);
+    return std::nullopt;
 }
 
 void VaultMirror::enqueue(std::function<void()> operation) {

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <concepts>
 #include <map>
 #include <optional>
@@ -45,6 +46,9 @@ template <class T>
 inline constexpr bool isIdentifier = std::same_as<T, Uuid>;
 template <class Tag>
 inline constexpr bool isIdentifier<Identifier<Tag>> = true;
+
+template <class T>
+concept HasRawNumbers = HasRawValues<T> && std::integral<RawValueOf<T>>;
 
 /// The visitor that emits a record.
 class Writer {
@@ -192,6 +196,18 @@ void readScalar(YamlReader& reader, T& value, std::initializer_list<std::string_
     reader.fail(fmt::format("{} was expected", expected));
 }
 
+/// Takes a kind of text: any scalar, quoted or not.
+template <class T, class Parse>
+void readText(YamlReader& reader, T& value, std::string_view expected, Parse parse) {
+    if (reader.is(YamlEvent::Kind::scalar)) {
+        if (const auto parsed = parse(reader.current().text)) {
+            value = *parsed;
+            return reader.advance();
+        }
+    }
+    reader.fail(fmt::format("{} was expected", expected));
+}
+
 template <std::integral T>
 std::optional<T> narrowed(std::optional<std::int64_t> value) {
     if (!value || !std::in_range<T>(*value)) return std::nullopt;
@@ -241,20 +257,15 @@ void read(YamlReader& reader, T& value) {
         if (!reader.is(YamlEvent::Kind::scalar)) return reader.fail("a text was expected");
         value.assign(reader.current().text);
         reader.advance();
+    } else if constexpr (HasRawNumbers<T>) {
+        readScalar(reader, value, {YAML_INT_TAG}, "a known number", [](std::string_view text) {
+            const auto number = narrowed<RawValueOf<T>>(yaml::parseInteger(text));
+            return number ? fromRawValue<T>(*number) : std::nullopt;
+        });
     } else if constexpr (HasRawValues<T>) {
-        std::conditional_t<std::integral<RawValueOf<T>>, RawValueOf<T>, std::string> raw{};
-        read(reader, raw);
-        if (!reader.ok()) return;
-        const auto known = fromRawValue<T>(raw);
-        if (!known) return reader.fail(fmt::format("\"{}\" is no known value", raw));
-        value = *known;
+        readText(reader, value, "a known word", fromRawValue<T>);
     } else if constexpr (isIdentifier<T>) {
-        std::string text;
-        read(reader, text);
-        if (!reader.ok()) return;
-        const auto parsed = T::parse(text);
-        if (!parsed) return reader.fail("an identifier was expected");
-        value = *parsed;
+        readText(reader, value, "an identifier", T::parse);
     } else if constexpr (isList<T>) {
         readList(reader, value);
     } else if constexpr (isMap<T>) {
@@ -279,7 +290,7 @@ void write(YamlWriter& writer, const T& value) {
     } else if constexpr (std::same_as<T, std::string>) {
         writer.string(value);
     } else if constexpr (HasRawValues<T>) {
-        if constexpr (std::integral<RawValueOf<T>>) {
+        if constexpr (HasRawNumbers<T>) {
             writer.integer(rawValue(value));
         } else {
             writer.string(rawValue(value));
@@ -317,8 +328,8 @@ Result<std::string, std::string> encodedYaml(const Record& record) {
 
 /// The record that the YAML document holds, or why it holds none, with the line.
 template <class Record>
-Result<Record, std::string> decodedYaml(std::string_view text, const YamlLimits& limits = {}) {
-    YamlReader reader(text, limits);
+Result<Record, std::string> decodedYaml(std::string_view text, std::size_t firstLine = 1) {
+    YamlReader reader(text, firstLine);
     Record record;
     if (reader.ok()) record_yaml::read(reader, record);
     if (!reader.ok()) return Unexpected(reader.failure());

@@ -1,5 +1,6 @@
 #include "vault/vault_documents.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "base/log.h"
@@ -21,7 +22,9 @@ Result<Record, DecodeFailure> decoded(std::string_view file, const char* invalid
     if (!yaml) {
         return Unexpected(DecodeFailure{Kind::notFrontmatter, "No frontmatter between two fences in UTF-8"});
     }
-    auto record = decodedYaml<Record>(*yaml);
+    if (yaml->empty()) return Unexpected(DecodeFailure{Kind::undecodable, "The frontmatter is empty"});
+    const auto linesBefore = std::count(file.data(), yaml->data(), '\n');
+    auto record = decodedYaml<Record>(*yaml, static_cast<std::size_t>(linesBefore) + 1);
     if (!record) return Unexpected(DecodeFailure{Kind::undecodable, std::move(record).error()});
     if (!record->isValid()) return Unexpected(DecodeFailure{Kind::invalid, invalidReason});
     return std::move(*record);

@@ -47,7 +47,8 @@ const yaml_char_t* anchorOf(const yaml_event_t& event) {
 
 }  // namespace
 
-YamlReader::YamlReader(std::string_view text, YamlLimits limits) : limits_(limits) {
+YamlReader::YamlReader(std::string_view text, std::size_t firstLine, YamlLimits limits)
+    : firstLine_(firstLine), limits_(limits) {
     if (!yaml_parser_initialize(&parser_)) {
         failure_ = "Out of memory";
         return;
@@ -201,7 +202,7 @@ void YamlReader::fail(std::string_view reason) {
         // A scanner's problem has a mark of its own; elsewhere the event's start tells the line.
         const bool parserFailed = parser_.error != YAML_NO_ERROR;
         const std::size_t line = parserFailed ? parser_.problem_mark.line : event_.start_mark.line;
-        failure_ = fmt::format("Line {}: {}", line + 1, reason);
+        failure_ = fmt::format("Line {}: {}", firstLine_ + line, reason);
     }
     current_ = {};
 }

@@ -27,8 +27,9 @@ struct YamlEvent {
 /// After a failure the current event stays Kind::end. Any thread, one document per reader.
 class YamlReader {
 public:
-    /// The text must outlive the reader.
-    explicit YamlReader(std::string_view text, YamlLimits limits = {});
+    /// @param text must outlive the reader.
+    /// @param firstLine the number of its first line in the file that it is part of, for failures.
+    explicit YamlReader(std::string_view text, std::size_t firstLine = 1, YamlLimits limits = {});
     ~YamlReader();
     YamlReader(const YamlReader&) = delete;
     YamlReader& operator=(const YamlReader&) = delete;
@@ -61,7 +62,8 @@ private:
     void record();
     void countDepth();
 
-    YamlLimits limits_;
+    const std::size_t firstLine_;
+    const YamlLimits limits_;
     yaml_parser_t parser_;
     yaml_event_t event_{};
     bool holdsEvent_ = false;

@@ -77,13 +77,17 @@ TEST_F(MirrorTest, AFailingDiskCostsNoSaveAndIsTriedAgain) {
     EXPECT_THAT(log.errors(),
                 ElementsAre(HasSubstr("Mirror write failed for " + roll->id().text() + ".md: ")));
 
-    machine.files.erase(disk);
+    machine.files.setReadOnly(mirrored.rolls, false);
+    machine.files.rename(disk, Path("/elsewhere/backup"));  // unmounted,
+    machine.files.addFolder(disk);                          // and its bare mount point stays
     EXPECT_TRUE(vault->save(*roll));
     machine.settle();
     EXPECT_THAT(log.errors(), Contains("Mirror bookmark could not be resolved"));
+    EXPECT_EQ(mirror.lastError(), "Mirror bookmark could not be resolved");
+    EXPECT_FALSE(machine.files.exists(mirrored.base));
 
-    machine.files.addFolder(disk);
-    turnOn();
+    machine.files.erase(disk);
+    machine.files.rename(Path("/elsewhere/backup"), disk);
     EXPECT_TRUE(vault->save(*roll));
     machine.settle();
     EXPECT_EQ(notesIn(copyOf(*roll)), "two");

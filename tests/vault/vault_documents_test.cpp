@@ -185,6 +185,8 @@ TEST(RollFile, IsRefusedWholeForOneBadValue) {
         EXPECT_EQ(read.error().kind, DecodeFailure::Kind::undecodable) << line;
         EXPECT_THAT(read.error().reason, HasSubstr("Line ")) << line;
     }
+    EXPECT_EQ(decodedRollFile(photoFile("rotation: 45")).error().reason,
+              "Line 10: a known number was expected");
     for (const char* key : {"version", "id", "folderPath", "folderBookmark", "fileFingerprint", "photos"}) {
         std::string renamed = validYaml;
         renamed.replace(renamed.find(key), 1, "X");
