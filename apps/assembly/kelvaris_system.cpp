@@ -47,6 +47,22 @@ LogOptions logOptions(const Places& places) {
     return options;
 }
 
+/// What the advice on gear needs, apart from the rest since most runs ask for none.
+struct AdvisorParts {
+    AdvisorParts(const Files& files, const Places& places, const Language& language, const Clock& clock,
+                 OperationQueueFactory& queues, PreferencesStore& store, MainQueue& main)
+        : catalog(files, places.resources, language),
+          queue(queues.makeQueue("com.kelvaris.advisor", 1)),
+          service(catalog, language, clock, *queue),
+          advice(service, store, main) {}
+    ~AdvisorParts() { queue.reset(); }  // what still works on it uses the service
+
+    CatalogService catalog;
+    std::unique_ptr<OperationQueue> queue;
+    GearRecommendationService service;
+    GearAdvice advice;
+};
+
 }  // namespace
 
 /// In the order of making.
@@ -91,6 +107,15 @@ struct KelvarisSystem::Parts {
                             shell, animator,   geocoder, preferences, exif,       pipeline, places.home};
     AppViewModel app{
         AppServices{library, defaults, folders, folderSearch, queues, favorites, preferences, vault}};
+    std::unique_ptr<AdvisorParts> advisor;
+
+    AdvisorParts& advisorParts() {
+        if (!advisor) {
+            advisor = std::make_unique<AdvisorParts>(files, places, language, clock, queues, vault, main);
+            advisor->advice.readStored();
+        }
+        return *advisor;
+    }
 };
 
 KelvarisSystem::KelvarisSystem(const SystemOptions& options) : parts_(std::make_unique<Parts>(options)) {}
@@ -106,6 +131,8 @@ const Language& KelvarisSystem::language() { return parts_->language; }
 const Places& KelvarisSystem::places() { return parts_->places; }
 ConsoleShell& KelvarisSystem::shell() { return parts_->shell; }
 ImageCodec& KelvarisSystem::images() { return *parts_->images; }
+const CatalogService& KelvarisSystem::catalog() { return parts_->advisorParts().catalog; }
+GearAdvice& KelvarisSystem::gearAdvice() { return parts_->advisorParts().advice; }
 
 Path KelvarisSystem::absolutePath(const Path& path) const {
     std::error_code ignored;

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "application/app_view_model.h"
+#include "application/gear_advice.h"
 #include "base/path.h"
 #include "platform/places.h"
 #include "platform_linux/console_shell.h"
@@ -38,6 +39,9 @@ public:
     const Places& places();
     ConsoleShell& shell();
     ImageCodec& images();
+    /// Read when first asked for, as is the advice that is drawn from it.
+    const CatalogService& catalog();
+    GearAdvice& gearAdvice();
 
     /// A path as the user wrote it, made absolute and free of "." and "..".
     Path absolutePath(const Path& path) const;

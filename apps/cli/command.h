@@ -68,6 +68,7 @@ void addEditingCommands(CommandTable& table);
 void addUpkeepCommands(CommandTable& table);
 void addInspectCommands(CommandTable& table);
 void addVerifyCommand(CommandTable& table);
+void addAdviceCommands(CommandTable& table);
 void addSessionCommand(CommandTable& table);
 
 /// Every command.

@@ -108,6 +108,7 @@ void addAllCommands(CommandTable& table) {
     addUpkeepCommands(table);
     addVerifyCommand(table);
     addInspectCommands(table);
+    addAdviceCommands(table);
 }
 
 void addSessionCommand(CommandTable& table) {

@@ -226,6 +226,34 @@ TEST_F(ProgramTest, ALibraryMovesToAnotherPlaceThroughItsMirror) {
     EXPECT_EQ(answer({"show", "2026"})["photos"].size(), 5u);
 }
 
+TEST_F(ProgramTest, AdviceIsGivenAndKept) {
+    run({"open", scans().string(), "--no-analysis"});
+    const json advice = answer({"advise"});
+    EXPECT_EQ(advice["cameras"].size(), 3u);
+    EXPECT_EQ(advice["films"].size(), 3u);
+    std::ifstream file(root() / "vault" / "preferences.md");
+    const std::string kept{std::istreambuf_iterator<char>(file), {}};
+    EXPECT_THAT(kept, HasSubstr("gearRecommendations:"));
+    EXPECT_THAT(kept, HasSubstr(advice["films"][0]["entry"]["catalogId"].get<std::string>()));
+
+    const json films = answer({"catalog", "films", "kodak portra"});
+    ASSERT_FALSE(films.empty());
+    EXPECT_EQ(films[0]["brand"], "Kodak");
+    EXPECT_EQ(answer({"catalog", "cameras", "no such camera"}), json::array());
+}
+
+TEST_F(ProgramTest, ThePaletteListsCommandsAndPerformsThem) {
+    run({"open", scans().string(), "--no-analysis"});
+    const json items = answer({"palette", "sort"});
+    ASSERT_EQ(items.size(), 2u);
+    EXPECT_EQ(items[1]["title"], "Switch to Ascending");
+    EXPECT_EQ(answer({"palette", "sort", "--pick", "2"})["action"], "toggleSortDirection");
+    EXPECT_EQ(answer({"palette", "sort"})[1]["title"], "Switch to Descending");
+    EXPECT_EQ(answer({"palette", "photos", "--roll", "2026"}).front()["category"], "Rolls");
+    EXPECT_EQ(run({"palette", "settings", "--pick", "1"}).status, 1);
+    EXPECT_THAT(run({"palette", "sort", "--pick", "3"}).errors, HasSubstr("the list has 2 entries"));
+}
+
 TEST_F(ProgramTest, VerifyFindsWhatIsTornAndChangesNothing) {
     run({"open", scans().string()});
     run({"set", "2026", "notes=good"});
