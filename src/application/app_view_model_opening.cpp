@@ -36,11 +36,11 @@ void AppViewModel::start(StartMode mode) {
 void AppViewModel::restoreRolls(StartMode mode) {
     std::vector<RollPointer> restored = rolls_;
     const auto readers = services_.queues.makeQueue("com.kelvaris.restore", readerCount());
-    for (StoredRoll& stored : services_.vault.store().loadAllRolls(*readers)) {
-        const auto id = RollID::parse(stored.manifest.id);
-        if (!id) continue;
-        restored.push_back(restoredRoll(std::move(stored), *id));
-    }
+    services_.vault.store().forEachRoll(*readers, [&](StoredRoll stored) {
+        if (const auto id = RollID::parse(stored.manifest.id)) {
+            restored.push_back(restoredRoll(std::move(stored), *id));
+        }
+    });
     setRolls(std::move(restored));
     sortRolls();
     if (mode == StartMode::commands) return;

@@ -2,16 +2,14 @@
 
 #include <fmt/format.h>
 
-#include <atomic>
-#include <condition_variable>
 #include <memory>
-#include <mutex>
 #include <utility>
 
 #include "base/log.h"
 #include "vault/bodies.h"
 #include "vault/embedding_sidecar.h"
 #include "vault/frontmatter.h"
+#include "vault/ordered_production.h"
 #include "vault/vault_documents.h"
 #include "vault/yaml_reader.h"
 
@@ -49,33 +47,8 @@ std::optional<std::string> folderPathOf(std::string_view file) {
     return std::nullopt;
 }
 
-/// Work on a list that several threads share. Whoever comes takes the next piece; the caller works too,
-/// so it never waits for a thread that has not begun.
-class SharedWalk {
-public:
-    SharedWalk(std::size_t count, std::function<void(std::size_t)> work)
-        : count_(count), work_(std::move(work)) {}
-
-    void run() {
-        for (std::size_t i = next_++; i < count_; i = next_++) {
-            work_(i);
-            const std::lock_guard lock(mutex_);
-            if (++done_ == count_) allDone_.notify_all();
-        }
-    }
-    void waitUntilDone() {
-        std::unique_lock lock(mutex_);
-        allDone_.wait(lock, [this] { return done_ == count_; });
-    }
-
-private:
-    const std::size_t count_;
-    const std::function<void(std::size_t)> work_;
-    std::atomic<std::size_t> next_{0};
-    std::mutex mutex_;
-    std::condition_variable allDone_;
-    std::size_t done_ = 0;
-};
+/// Rolls that are read ahead of the thread that takes them.
+constexpr std::size_t readAhead = 32;
 
 }  // namespace
 
@@ -131,29 +104,24 @@ std::vector<VaultRollManifest> VaultStore::loadAllManifests() const {
     return manifests;
 }
 
-std::vector<StoredRoll> VaultStore::loadAllRolls(OperationQueue& workers) const {
+void VaultStore::forEachRoll(OperationQueue& workers, const std::function<void(StoredRoll)>& take) const {
     const std::vector<Path> paths = rollFiles();
-    std::vector<std::optional<StoredRoll>> slots(paths.size());
-    // A worker that comes late finds nothing left to take, and touches only the walk itself.
-    const auto walk = std::make_shared<SharedWalk>(paths.size(), [this, &paths, &slots](std::size_t i) {
-        auto manifest = loadManifest(paths[i]);
-        if (!manifest) return;
-        StoredRoll roll{.manifest = std::move(*manifest), .embeddings = {}};
-        if (const auto id = RollID::parse(roll.manifest.id)) {
-            if (auto embeddings = loadEmbeddings(*id)) roll.embeddings = std::move(*embeddings);
-        }
-        slots[i] = std::move(roll);
+    using Reading = OrderedProduction<std::optional<StoredRoll>>;
+    const auto reading = std::make_shared<Reading>(
+        paths.size(), readAhead, [this, &paths](std::size_t index) { return loadRoll(paths[index]); });
+    for (int i = 0; i < workers.width(); ++i) workers.add([reading] { reading->help(); });
+    reading->takeAll([&take](std::optional<StoredRoll> roll) {
+        if (roll) take(std::move(*roll));
     });
-    for (int i = 0; i < workers.width(); ++i) workers.add([walk] { walk->run(); });
-    walk->run();
-    if (!paths.empty()) walk->waitUntilDone();
+}
 
-    std::vector<StoredRoll> rolls;
-    rolls.reserve(slots.size());
-    for (auto& slot : slots) {
-        if (slot) rolls.push_back(std::move(*slot));
-    }
-    return rolls;
+std::optional<StoredRoll> VaultStore::loadRoll(const Path& file) const {
+    auto manifest = loadManifest(file);
+    const auto id = manifest ? RollID::parse(manifest->id) : std::nullopt;
+    if (!id) return std::nullopt;
+    StoredRoll roll{.manifest = std::move(*manifest), .embeddings = {}};
+    if (auto embeddings = loadEmbeddings(*id)) roll.embeddings = std::move(*embeddings);
+    return roll;
 }
 
 std::optional<VaultRollManifest> VaultStore::loadManifestByFolderPath(std::string_view folderPath) const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -63,9 +64,10 @@ public:
     std::vector<Path> rollFiles() const;
     /// Every roll that decodes, from its file or a backup of it, in the order of rollFiles().
     std::vector<VaultRollManifest> loadAllManifests() const;
-    /// The same with the sidecars, decoded on the workers and on the calling thread together. Blocks until
-    /// all is read.
-    std::vector<StoredRoll> loadAllRolls(OperationQueue& workers) const;
+    /// The same with the sidecars, read and decoded on the workers and on the calling thread together, and
+    /// taken on the calling thread one by one. Only a few rolls are ever read ahead. Blocks until all are
+    /// taken.
+    void forEachRoll(OperationQueue& workers, const std::function<void(StoredRoll)>& take) const;
     /// The first manifest of exactly that folder. Only files that name it are decoded whole.
     std::optional<VaultRollManifest> loadManifestByFolderPath(std::string_view folderPath) const;
     /// Nothing when there is no sidecar, or no usable one.
@@ -85,6 +87,7 @@ public:
     void removeRoll(RollID id);
 
 private:
+    std::optional<StoredRoll> loadRoll(const Path& file) const;
     void rotateBackup(const Path& file);
 
     Files& files_;
