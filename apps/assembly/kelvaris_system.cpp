@@ -2,10 +2,11 @@
 
 #include <filesystem>
 
+#include "analysis/analysis_orchestrator.h"
+#include "base/limited_waits.h"
 #include "base/log.h"
 #include "images/image_cache.h"
 #include "library/animation.h"
-#include "library/loading_pipeline.h"
 #include "platform_linux/icu_language.h"
 #include "platform_linux/json_defaults.h"
 #include "platform_linux/libjpeg_writer.h"
@@ -13,7 +14,9 @@
 #include "platform_linux/linux_folder_access.h"
 #include "platform_linux/linux_folder_search.h"
 #include "platform_linux/linux_places.h"
+#include "platform_linux/linux_vision.h"
 #include "platform_linux/log_sink.h"
+#include "platform_linux/onnx_inference.h"
 #include "platform_linux/system_clock.h"
 #include "platform_linux/vips_codec.h"
 
@@ -102,7 +105,21 @@ struct KelvarisSystem::Parts {
     UserPreferences preferences{defaults, vault, mirrorState, main};
     FavoritesStore favorites{vault, main};
     std::unique_ptr<OperationQueue> userQueue = queues.makeQueue("com.kelvaris.user", 2);
-    LoadingPipeline pipeline{{main, files, *images, exif}, queues, places.caches / "thumbnails", places.home};
+    ImageLoading imageLoading{*images};
+    ThreadedLimitedWaits waits;
+    OnnxInferenceRuntime inference{files};
+    std::shared_ptr<Vision> vision =
+        std::make_shared<LinuxVision>(inference, places.data / "models" / "vision");
+    PhotoAnalysisService analysis{vision, imageLoading, waits, nullptr, nullptr};
+    AnalysisOrchestrator pipeline{{.thumbnails = {main, files, *images, exif},
+                                   .loading = imageLoading,
+                                   .analysis = analysis,
+                                   .preferences = preferences,
+                                   .shell = shell,
+                                   .animator = animator,
+                                   .queues = queues,
+                                   .thumbnailCacheBase = places.caches / "thumbnails",
+                                   .home = places.home}};
     LibraryServices library{main,  *userQueue, files,    *images,     imageCache, language, clock,
                             shell, animator,   geocoder, preferences, exif,       pipeline, places.home};
     AppViewModel app{

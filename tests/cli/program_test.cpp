@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -18,6 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using nlohmann::json;
+using ::testing::Contains;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
@@ -144,8 +146,26 @@ TEST_F(ProgramTest, FailuresAreOneClearLineAndWrongUsageIsTold) {
     }
 }
 
-TEST_F(ProgramTest, EditsOfPhotosReachTheVault) {
+TEST_F(ProgramTest, AnOpenedRollIsAnalysedOnce) {
     run({"open", scans().string()});
+    const json photos = answer({"show", "2026"})["photos"];
+    EXPECT_THAT(photos[0]["labels"], Contains("blank")) << "the film's leader";
+    int gems = 0;
+    for (const json& photo : photos) {
+        EXPECT_EQ(photo["labelsAnalyzed"], true);
+        const bool isBlank = std::ranges::find(photo["labels"], "blank") != photo["labels"].end();
+        EXPECT_NE(photo.contains("perceptualHash"), isBlank) << photo["filename"];
+        EXPECT_NE(photo.contains("dominantColors"), isBlank) << photo["filename"];
+        gems += std::ranges::find(photo["labels"], "gem") != photo["labels"].end() ? 1 : 0;
+    }
+    EXPECT_LE(gems, 1);
+    const std::string before = rollFile();
+    run({"open", scans().string()});
+    EXPECT_EQ(rollFile(), before);
+}
+
+TEST_F(ProgramTest, EditsOfPhotosReachTheVault) {
+    run({"open", scans().string(), "--no-analysis"});
     EXPECT_THAT(run({"label", "2026", "1", "+gem", "-blur"}).output, HasSubstr("gem"));
     EXPECT_THAT(run({"rotate", "2026", "scan_02", "ccw"}).output, HasSubstr("270°"));
     EXPECT_EQ(run({"reorder", "2026", "1", "5"}).status, 0);
@@ -168,7 +188,7 @@ TEST_F(ProgramTest, TheExportsOfARollAreNoRoll) {
 }
 
 TEST_F(ProgramTest, ASessionUndoesAndKeepsOtherWritersOut) {
-    run({"open", scans().string()});
+    run({"open", scans().string(), "--no-analysis"});
     const Outcome outcome = run({"session"},
                                 "rotate 2026 1 cw\n"
                                 "label 2026 1 +gem\n"
