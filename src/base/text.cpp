@@ -5,6 +5,7 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <cstring>
 
 namespace kelvaris {
 
@@ -14,6 +15,18 @@ std::string_view trimmedOf(std::string_view text, std::string_view unwanted) {
     const auto first = text.find_first_not_of(unwanted);
     if (first == std::string_view::npos) return {};
     return text.substr(first, text.find_last_not_of(unwanted) - first + 1);
+}
+
+/// Eight characters at a time: most texts are ASCII alone.
+std::size_t asciiPrefixLength(std::string_view text) {
+    constexpr std::uint64_t highBits = 0x8080808080808080;
+    std::size_t length = 0;
+    for (std::uint64_t word = 0; length + sizeof word <= text.size(); length += sizeof word) {
+        std::memcpy(&word, text.data() + length, sizeof word);
+        if (word & highBits) break;
+    }
+    while (length < text.size() && static_cast<unsigned char>(text[length]) < 0x80) ++length;
+    return length;
 }
 
 constexpr char base64Digits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -49,12 +62,13 @@ std::size_t utf8SequenceLength(std::string_view text) {
 }
 
 bool isValidUtf8(std::string_view text) {
-    while (!text.empty()) {
+    for (;;) {
+        text.remove_prefix(asciiPrefixLength(text));
+        if (text.empty()) return true;
         const auto length = utf8SequenceLength(text);
         if (length == 0) return false;
         text.remove_prefix(length);
     }
-    return true;
 }
 
 std::string replacingInvalidUtf8(std::string_view text) {

@@ -161,17 +161,18 @@ bool hasSexagesimalFractionShape(std::string_view text) {
 
 template <class Number>
 std::optional<Number> decimal(std::string_view text) {
-    std::string plain = withoutUnderscores(text);
-    const std::size_t skip = !plain.empty() && plain[0] == '+' ? 1 : 0;
-    const char* const end = plain.data() + plain.size();
+    std::string shortened;
+    if (text.find('_') != std::string_view::npos) text = shortened = withoutUnderscores(text);
+    if (text.starts_with('+')) text.remove_prefix(1);
+    const char* const end = text.data() + text.size();
     Number value{};
-    const auto [stop, error] = std::from_chars(plain.data() + skip, end, value);
+    const auto [stop, error] = std::from_chars(text.data(), end, value);
     if (stop != end) return std::nullopt;
     if (error == std::errc()) return value;
     // Out of range at either end: a vanishing value is a zero, one that is too large is no value.
-    const auto mark = plain.find_first_of("eE");
-    const auto firstPlace = plain.find_first_not_of("+-0");
-    const bool vanishes = mark != std::string::npos ? plain[mark + 1] == '-' : plain[firstPlace] == '.';
+    const auto mark = text.find_first_of("eE");
+    const auto firstPlace = text.find_first_not_of("-0");
+    const bool vanishes = mark != std::string_view::npos ? text[mark + 1] == '-' : text[firstPlace] == '.';
     if (!vanishes) return std::nullopt;
     return Number{0};
 }
