@@ -147,12 +147,12 @@ private:
 
     struct OpenGroup {
         std::size_t draft;
-        std::vector<float> vectors;  ///< of all its members, in their order
-        std::size_t compared = 0;    ///< members that the block has been compared with
+        VectorBlock vectors;       ///< of all its members, in their order
+        std::size_t compared = 0;  ///< members that the block has been compared with
 
         std::size_t size() const { return vectors.size() / dimension; }
         std::span<const float> vector(std::size_t member) const {
-            return std::span(vectors).subspan(member * dimension, dimension);
+            return std::span<const float>(vectors).subspan(member * dimension, dimension);
         }
     };
 
@@ -228,7 +228,7 @@ private:
             best->vectors.insert(best->vectors.end(), vector.begin(), vector.end());
             return;
         }
-        groups_.push_back({.draft = drafts_.size(), .vectors = vector});
+        groups_.push_back({.draft = drafts_.size(), .vectors = VectorBlock(vector.begin(), vector.end())});
         leaders_.insert(leaders_.end(), vector.begin(), vector.end());
         drafts_.push_back({index_.key(face), {face}, false});
     }
@@ -243,11 +243,11 @@ private:
     const float threshold_;
     std::vector<Draft>& drafts_;
     std::vector<OpenGroup> groups_;  ///< in order of creation
-    std::vector<float> leaders_;     ///< vectors of their first members
-    std::vector<float> block_;
+    VectorBlock leaders_;            ///< vectors of their first members
+    VectorBlock block_;
     std::vector<float> smallest_;  ///< faces of the block by groups
     std::vector<std::size_t> near_;
-    std::vector<float> nearVectors_;
+    VectorBlock nearVectors_;
     std::vector<float> products_;
 };
 

@@ -58,14 +58,15 @@ void RollListSearch::performSearch(const std::string& typed) {
         publish(searchID_, {}, true, true);
         return;
     }
-    const auto rolls = std::make_shared<std::vector<SearchableRoll>>();
+    values_.keepOnly(library_.rolls());
+    const auto rolls = std::make_shared<std::vector<SearchableRollPointer>>();
     walkRolls(
         environment_.main, library_.rolls(),
         [this, rolls, searchID = searchID_, alive = lifetime_.weak()](const RollPointer& roll) {
             if (!alive.lock() || searchID != searchID_) return false;
             const PhotoList photos = searchedPhotos(*roll);
             if (environment_.filler) environment_.filler->ensureCLIPEmbeddings(photos);
-            rolls->push_back(searchable(*roll, photos));
+            rolls->push_back(values_.of(*roll, photos));
             return true;
         },
         [this, rolls, query, searchID = searchID_, alive = lifetime_.weak()] {
@@ -104,15 +105,15 @@ private:
     bool isFirst_ = true;
 };
 
-void RollListSearch::run(RunStamp searchID, const SearchQuery& query, std::vector<SearchableRoll> rolls) {
+void RollListSearch::run(RunStamp searchID, const SearchQuery& query,
+                         std::vector<SearchableRollPointer> rolls) {
     environment_.queue.add([this, searchID, query, order = order_, hasModel = environment_.hasTextEmbedder(),
-                            rolls = std::make_shared<std::vector<SearchableRoll>>(std::move(rolls)),
-                            shared = shared_, cancellation = cancellation_, &main = environment_.main,
-                            alive = lifetime_.weak()] {
+                            rolls = std::move(rolls), shared = shared_, cancellation = cancellation_,
+                            &main = environment_.main, alive = lifetime_.weak()] {
         const std::lock_guard lock(shared->mutex);
         if (cancellation->isCancelled()) return;
         SearchService& service = shared->service;
-        service.update(std::move(*rolls));
+        service.update(rolls);
         const auto vector = hasModel ? service.textVector(query) : std::vector<float>();
         Batches batches(main.clock(), [&](std::vector<RollMatch> batch, bool isFirst, bool isLast) {
             main.post([this, alive, searchID, batch = std::move(batch), isFirst, isLast] {

@@ -60,13 +60,14 @@ private:
     };
     class Batches;
 
-    void run(RunStamp searchID, const SearchQuery& query, std::vector<SearchableRoll> rolls);
+    void run(RunStamp searchID, const SearchQuery& query, std::vector<SearchableRollPointer> rolls);
     void publish(RunStamp searchID, const std::vector<RollMatch>& batch, bool isFirst, bool isLast);
     void cancel();
 
     DiscoveryLibrary& library_;
     SearchEnvironment environment_;
     std::shared_ptr<Shared> shared_;
+    SearchableRolls values_;
     std::string searchText_;
     std::string debouncedSearchText_;
     SearchOrder order_ = SearchOrder::score;

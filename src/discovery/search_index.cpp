@@ -85,10 +85,10 @@ private:
     std::array<WordScore, photoLabelCount> labels_;
 };
 
-SearchIndex::Roll SearchIndex::laidOut(SearchableRoll source) {
+SearchIndex::Roll SearchIndex::laidOut(SearchableRollPointer source) {
     Roll roll{.source = std::move(source), .photos = {}, .tags = {}};
-    roll.photos.reserve(roll.source.photos.size());
-    for (const SearchablePhoto& photo : roll.source.photos) {
+    roll.photos.reserve(roll.source->photos.size());
+    for (const SearchablePhoto& photo : roll.source->photos) {
         if (photo.visionTags) {
             for (const auto& [tag, confidence] : *photo.visionTags) {
                 roll.tags.push_back({tagTexts_.number(language_.lowercased(tag)), confidence});
@@ -107,21 +107,20 @@ SearchIndex::Roll SearchIndex::laidOut(SearchableRoll source) {
     return roll;
 }
 
-void SearchIndex::update(std::vector<SearchableRoll> rolls) {
-    std::unordered_map<RollID, std::size_t> held;
-    for (std::size_t i = 0; i < rolls_.size(); ++i) held.emplace(rolls_[i].source.id, i);
-    std::vector<Roll> updated;
-    updated.reserve(rolls.size());
-    for (SearchableRoll& roll : rolls) {
-        const auto found = held.find(roll.id);
-        if (found != held.end() && rolls_[found->second].source == roll) {
-            updated.push_back(std::move(rolls_[found->second]));
-            held.erase(found);
+void SearchIndex::update(const std::vector<SearchableRollPointer>& rolls) {
+    std::unordered_map<const SearchableRoll*, Roll> held;
+    for (Roll& roll : rolls_) held.emplace(roll.source.get(), std::move(roll));
+    rolls_.clear();
+    rolls_.reserve(rolls.size());
+    for (const SearchableRollPointer& roll : rolls) {
+        const auto found = held.find(roll.get());
+        if (found == held.end()) {
+            rolls_.push_back(laidOut(roll));
         } else {
-            updated.push_back(laidOut(std::move(roll)));
+            rolls_.push_back(std::move(found->second));
+            held.erase(found);
         }
     }
-    rolls_ = std::move(updated);
 }
 
 std::size_t SearchIndex::photoCount() const {
@@ -134,7 +133,7 @@ std::size_t SearchIndex::embeddingCount() const {
     std::size_t count = 0;
     for (const Roll& roll : rolls_) {
         count += static_cast<std::size_t>(
-            std::count_if(roll.source.photos.begin(), roll.source.photos.end(),
+            std::count_if(roll.source->photos.begin(), roll.source->photos.end(),
                           [](const SearchablePhoto& photo) { return photo.clipEmbedding.has_value(); }));
     }
     return count;
@@ -147,7 +146,7 @@ void SearchIndex::search(const SearchQuery& query, std::span<const float> textVe
     const ColorQuery colors = ColorQuery::from(query.words);
     for (std::size_t number = 0; number < rolls_.size(); ++number) {
         const Roll& roll = rolls_[number];
-        const WordScore metadata = rollMetadataScore(roll.source.context, query.words, language_);
+        const WordScore metadata = rollMetadataScore(roll.source->context, query.words, language_);
         std::vector<SearchHit> hits;
         std::uint32_t tagsBegin = 0;
         for (std::uint32_t i = 0; i < roll.photos.size(); ++i) {

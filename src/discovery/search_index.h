@@ -34,15 +34,14 @@ public:
     /// Both must outlive the index. @param words may be nullptr: then only substrings and CLIP count.
     SearchIndex(const Language& language, const WordSimilarity* words) : language_(language), words_(words) {}
 
-    /// Makes the index hold exactly these rolls, in this order. Rolls that are equal to what it holds are
-    /// taken over as they are.
-    void update(std::vector<SearchableRoll> rolls);
+    /// Makes the index hold exactly these rolls, in this order. Those that it holds already cost nothing.
+    void update(const std::vector<SearchableRollPointer>& rolls);
 
     std::size_t rollCount() const { return rolls_.size(); }
     std::size_t photoCount() const;
-    RollID rollID(std::size_t roll) const { return rolls_[roll].source.id; }
+    RollID rollID(std::size_t roll) const { return rolls_[roll].source->id; }
     PhotoID photoID(std::size_t roll, std::size_t position) const {
-        return rolls_[roll].source.photos[position].id;
+        return rolls_[roll].source->photos[position].id;
     }
     /// Photos with a CLIP vector.
     std::size_t embeddingCount() const;
@@ -81,13 +80,13 @@ private:
         std::uint32_t tagsEnd;  ///< its tags in the roll's list begin where those of the photo before end
     };
     struct Roll {
-        SearchableRoll source;
+        SearchableRollPointer source;
         std::vector<Photo> photos;
         std::vector<Tag> tags;
     };
     class Answers;
 
-    Roll laidOut(SearchableRoll source);
+    Roll laidOut(SearchableRollPointer source);
 
     const Language& language_;
     const WordSimilarity* words_;

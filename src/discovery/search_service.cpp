@@ -31,9 +31,7 @@ std::vector<SearchResult> SearchService::search(std::string_view typed, Searchab
                                                 SearchOrder order) {
     const auto query = SearchQuery::from(typed, language_);
     if (query.isEmpty()) return {};
-    std::vector<SearchableRoll> rolls;
-    rolls.push_back(std::move(photos));
-    update(std::move(rolls));
+    update({std::make_shared<const SearchableRoll>(std::move(photos))});
     std::vector<SearchResult> results;
     search(query, textVector(query), order, [&](std::size_t roll, const std::vector<SearchHit>& hits) {
         for (const SearchHit& hit : hits) {

@@ -29,8 +29,8 @@ public:
     /// The query's CLIP vector, or an empty one. Runs the model; any worker.
     std::vector<float> textVector(const SearchQuery& query) const;
 
-    /// What later searches look through. Unchanged rolls cost a comparison.
-    void update(std::vector<SearchableRoll> rolls) { index_.update(std::move(rolls)); }
+    /// What later searches look through. Rolls that were there before cost nothing.
+    void update(const std::vector<SearchableRollPointer>& rolls) { index_.update(rolls); }
     const SearchIndex& index() const { return index_; }
 
     /// Looks through all rolls with a vector made before. See SearchIndex::search.

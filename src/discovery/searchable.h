@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -21,16 +22,15 @@ struct SearchablePhoto {
     PhotoLabelSet labels;
     std::optional<std::string> placeName;
     std::optional<std::vector<std::string>> dominantColors;
-
-    bool operator==(const SearchablePhoto&) const = default;
 };
 
 struct SearchableRoll {
     RollID id;
     RollContext context;
     std::vector<SearchablePhoto> photos;
-
-    bool operator==(const SearchableRoll&) const = default;
 };
+
+/// Never changed once made: the same pointer is the same content.
+using SearchableRollPointer = std::shared_ptr<const SearchableRoll>;
 
 }  // namespace kelvaris

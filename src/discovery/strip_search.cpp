@@ -7,18 +7,48 @@
 
 namespace kelvaris {
 
-SearchableRoll searchable(const FilmRoll& roll, const PhotoList& photos) {
+namespace {
+
+SearchablePhoto searchable(const PhotoItem& photo) {
+    return {.id = photo.id(),
+            .clipEmbedding = photo.clipEmbedding(),
+            .visionTags = photo.sharedVisionTags(),
+            .labels = photo.labels(),
+            .placeName = photo.placeName(),
+            .dominantColors = photo.dominantColors()};
+}
+
+/// Compared field by field, so that nothing is copied only to be compared.
+bool isUnchanged(const SearchablePhoto& taken, const PhotoItem& photo) {
+    return taken.id == photo.id() && taken.clipEmbedding == photo.clipEmbedding() &&
+           taken.visionTags == photo.sharedVisionTags() && taken.labels == photo.labels() &&
+           taken.placeName == photo.placeName() && taken.dominantColors == photo.dominantColors();
+}
+
+}  // namespace
+
+SearchableRollPointer SearchableRolls::of(const FilmRoll& roll, const PhotoList& photos) {
+    SearchableRollPointer& taken = taken_[roll.id()];
+    const bool isSame = taken && taken->context == roll.searchContext() &&
+                        std::equal(photos.begin(), photos.end(), taken->photos.begin(), taken->photos.end(),
+                                   [](const PhotoPointer& photo, const SearchablePhoto& value) {
+                                       return isUnchanged(value, *photo);
+                                   });
+    if (isSame) return taken;
     SearchableRoll values{.id = roll.id(), .context = roll.searchContext(), .photos = {}};
     values.photos.reserve(photos.size());
-    for (const PhotoPointer& photo : photos) {
-        values.photos.push_back({.id = photo->id(),
-                                 .clipEmbedding = photo->clipEmbedding(),
-                                 .visionTags = photo->sharedVisionTags(),
-                                 .labels = photo->labels(),
-                                 .placeName = photo->placeName(),
-                                 .dominantColors = photo->dominantColors()});
+    for (const PhotoPointer& photo : photos) values.photos.push_back(searchable(*photo));
+    taken = std::make_shared<const SearchableRoll>(std::move(values));
+    return taken;
+}
+
+void SearchableRolls::keepOnly(const std::vector<RollPointer>& rolls) {
+    std::unordered_map<RollID, SearchableRollPointer> kept;
+    for (const RollPointer& roll : rolls) {
+        const auto found = taken_.find(roll->id());
+        if (found != taken_.end()) kept.insert(std::move(*found));
     }
-    return values;
+    taken_ = std::move(kept);
 }
 
 StripSearch::StripSearch(SearchEnvironment environment)
@@ -101,9 +131,8 @@ void StripSearch::searchCandidates(const SearchQuery& query, const std::vector<f
     PhotoList found;
     if (!query.isEmpty()) {
         if (environment_.filler) environment_.filler->ensureCLIPEmbeddings(photos);
-        std::vector<SearchableRoll> rolls;
-        rolls.push_back(searchable(*roll_, photos));
-        service_->update(std::move(rolls));
+        values_.keepOnly({roll_});
+        service_->update({values_.of(*roll_, photos)});
         service_->search(query, textVector, order_, [&](std::size_t, const std::vector<SearchHit>& hits) {
             for (const SearchHit& hit : hits) found.push_back(photos[hit.position]);
             return true;

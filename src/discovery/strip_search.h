@@ -4,6 +4,8 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <unordered_map>
+#include <vector>
 
 #include "analysis/clip_embedding_filler.h"
 #include "base/lifetime.h"
@@ -27,8 +29,18 @@ struct SearchEnvironment {
     bool hasTextEmbedder() const { return textEmbedder != nullptr && textEmbedder->isEnabled(); }
 };
 
-/// The values of a roll that the search reads. Main thread.
-SearchableRoll searchable(const FilmRoll& roll, const PhotoList& photos);
+/// Takes from rolls the values that the search reads, and gives the same ones again while nothing of
+/// them has changed: between two keystrokes a library of half a million photos stays as it is. Main thread.
+class SearchableRolls {
+public:
+    /// @param photos those of the roll that are to be searched.
+    SearchableRollPointer of(const FilmRoll& roll, const PhotoList& photos);
+    /// Lets go of all other rolls.
+    void keepOnly(const std::vector<RollPointer>& rolls);
+
+private:
+    std::unordered_map<RollID, SearchableRollPointer> taken_;
+};
 
 enum class StripSearchField { searchText, debouncedSearchText, rotationReviewOnly, displayedPhotos };
 
@@ -66,6 +78,7 @@ private:
 
     SearchEnvironment environment_;
     std::shared_ptr<SearchService> service_;
+    SearchableRolls values_;
     RollPointer roll_;
     std::string searchText_;
     std::string debouncedSearchText_;

@@ -51,6 +51,9 @@ TEST_F(SearchFieldsTest, TheStripSearchesOnceTypingRestsAndSelectsWhatItShows) {
     machine.advance(1ms);
     EXPECT_THAT(names(strip.displayedPhotos()), ElementsAre("a-2.jpg"));
     EXPECT_EQ(roll->selectedPhoto(), roll->photos()[1]);
+    roll->photos()[2]->setPlaceName("Dogtown");  // known by the next search, like everything that changes
+    strip.recomputeDisplayedPhotos();
+    EXPECT_THAT(names(strip.displayedPhotos()), ElementsAre("a-2.jpg", "a-3.jpg"));
     strip.setSearchText("zzz");
     machine.advance(50ms);
     EXPECT_THAT(strip.displayedPhotos(), IsEmpty());

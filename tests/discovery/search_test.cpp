@@ -395,15 +395,17 @@ TEST_F(SearchPropertyTest, TheIndexGivesTheScoresOfThePlainPassAndTheUnionOfSear
     words.set("beach", "sky", 0.95);
     const PlainSearch plain(language, words);
     SearchService all(language, &words, nullptr);
-    std::vector<SearchableRoll> rolls;
+    std::vector<SearchableRollPointer> rolls;
     for (int round = 0; round < 60; ++round) {
         // Some rolls stay, some change, some go, as between two queries of a session.
         if (rolls.size() > 5) rolls.erase(rolls.begin() + static_cast<std::ptrdiff_t>(below(rolls.size())));
         if (!rolls.empty()) {
             auto& roll = rolls[below(rolls.size())];
-            if (!roll.photos.empty()) roll.photos[below(roll.photos.size())].labels = {PhotoLabel::animal};
+            SearchableRoll changed = *roll;
+            for (auto& photo : changed.photos) photo.labels = {PhotoLabel::animal};
+            roll = std::make_shared<const SearchableRoll>(std::move(changed));
         }
-        rolls.push_back(makeRoll());
+        rolls.push_back(std::make_shared<const SearchableRoll>(makeRoll()));
         all.update(rolls);
         const std::string typed = oneOf(queries);
         const auto query = SearchQuery::from(typed, language);
@@ -411,18 +413,18 @@ TEST_F(SearchPropertyTest, TheIndexGivesTheScoresOfThePlainPassAndTheUnionOfSear
         std::map<RollID, std::vector<SearchHit>> found;
         all.search(query, text, SearchOrder::score,
                    [&](std::size_t roll, const std::vector<SearchHit>& hits) {
-                       found[rolls[roll].id] = hits;
+                       found[rolls[roll]->id] = hits;
                        return true;
                    });
         for (const auto& roll : rolls) {
             std::vector<std::pair<float, std::uint32_t>> expected;
-            for (std::uint32_t i = 0; i < roll.photos.size(); ++i) {
-                const float score = plain.score(typed, text, roll.photos[i], roll.context);
+            for (std::uint32_t i = 0; i < roll->photos.size(); ++i) {
+                const float score = plain.score(typed, text, roll->photos[i], roll->context);
                 if (score > 0.0F) expected.emplace_back(score, i);
             }
             std::stable_sort(expected.begin(), expected.end(),
                              [](const auto& a, const auto& b) { return a.first > b.first; });
-            const auto& hits = found[roll.id];
+            const auto& hits = found[roll->id];
             ASSERT_EQ(hits.size(), expected.size()) << typed;
             for (std::size_t i = 0; i < hits.size(); ++i) {
                 ASSERT_FLOAT_EQ(hits[i].score, expected[i].first) << typed;
