@@ -16,26 +16,35 @@ constexpr int leastRed = 120;
 
 /// The mean over a square around each pixel, edges repeated.
 FloatPlane boxBlurred(const FloatPlane& plane, int radius) {
-    FloatPlane rows = plane;
-    FloatPlane result = plane;
     const float weight = 1.0F / static_cast<float>((2 * radius) + 1);
-    const auto blurLine = [&](const float* source, float* target, int count, int stride) {
-        const auto at = [&](int index) {
-            return source[static_cast<std::ptrdiff_t>(std::clamp(index, 0, count - 1)) * stride];
-        };
-        float sum = 0;
-        for (int index = -radius; index <= radius; ++index) sum += at(index);
-        for (int index = 0; index < count; ++index) {
-            target[static_cast<std::ptrdiff_t>(index) * stride] = sum * weight;
-            sum += at(index + radius + 1) - at(index - radius);
-        }
+    const auto row = [&](auto& owner, int y) {
+        return owner.values.data() +
+               (static_cast<std::ptrdiff_t>(std::clamp(y, 0, plane.height - 1)) * plane.width);
     };
+    FloatPlane rows = plane;
     for (int y = 0; y < plane.height; ++y) {
-        const std::ptrdiff_t start = static_cast<std::ptrdiff_t>(y) * plane.width;
-        blurLine(plane.values.data() + start, rows.values.data() + start, plane.width, 1);
+        const float* source = row(plane, y);
+        float* target = row(rows, y);
+        const auto at = [&](int x) { return source[std::clamp(x, 0, plane.width - 1)]; };
+        float sum = 0;
+        for (int x = -radius; x <= radius; ++x) sum += at(x);
+        for (int x = 0; x < plane.width; ++x) {
+            target[x] = sum * weight;
+            sum += at(x + radius + 1) - at(x - radius);
+        }
     }
-    for (int x = 0; x < plane.width; ++x) {
-        blurLine(rows.values.data() + x, result.values.data() + x, plane.height, plane.width);
+    FloatPlane result = rows;
+    std::vector<float> sums(static_cast<std::size_t>(plane.width));
+    const auto add = [&](int y, float sign) {
+        const float* source = row(rows, y);
+        for (std::size_t x = 0; x < sums.size(); ++x) sums[x] += sign * source[x];
+    };
+    for (int y = -radius; y <= radius; ++y) add(y, 1);
+    for (int y = 0; y < plane.height; ++y) {
+        float* target = row(result, y);
+        for (std::size_t x = 0; x < sums.size(); ++x) target[x] = sums[x] * weight;
+        add(y + radius + 1, 1);
+        add(y - radius, -1);
     }
     return result;
 }
@@ -47,6 +56,9 @@ std::vector<PixelBox> components(const FloatPlane& contrast, float threshold) {
     for (std::size_t index = 0; index < state.size(); ++index) {
         state[index] = contrast.values[index] >= threshold ? 1 : 0;
     }
+    // No stamp stands in the middle third.
+    const std::ptrdiff_t third = static_cast<std::ptrdiff_t>(contrast.height / 3) * contrast.width;
+    std::fill(state.begin() + third, state.end() - third, std::uint8_t{0});
     std::vector<PixelBox> boxes;
     std::vector<std::pair<int, int>> stack;
     for (int y = 0; y < contrast.height; ++y) {
@@ -327,6 +339,17 @@ float FloatPlane::sample(float x, float y) const {
                      std::lerp(at(column, row + 1), at(column + 1, row + 1), u), v);
 }
 
+FloatPlane FloatPlane::turnedClockwise() const {
+    FloatPlane result{height, width, std::vector<float>(values.size())};
+    const auto side = static_cast<std::size_t>(height);
+    for (std::size_t index = 0; index < values.size(); ++index) {
+        const std::size_t y = index / static_cast<std::size_t>(width);
+        const std::size_t x = index % static_cast<std::size_t>(width);
+        result.values[(x * side) + (side - 1 - y)] = values[index];
+    }
+    return result;
+}
+
 PixelBox StampLine::box() const {
     PixelBox result = glyphs.front();
     for (const PixelBox& glyph : glyphs) result = united(result, glyph);
@@ -355,7 +378,7 @@ FloatPlane stampContrast(const Bitmap& bitmap) {
 
 std::vector<StampLine> findStampLines(const FloatPlane& contrast) {
     constexpr std::size_t mostLines = 6;
-    constexpr std::size_t mostComponents = 4000;
+    constexpr std::size_t mostComponents = 1500;
     std::vector<StampLine> lines;
     if (contrast.width < 64 || contrast.height < 64) return lines;
     // Stamps burn about evenly, so half of the strongest contrast parts them from their glow. Two
@@ -367,14 +390,12 @@ std::vector<StampLine> findStampLines(const FloatPlane& contrast) {
     std::nth_element(sorted.begin(), sorted.begin() + rank, sorted.end());
     const float strong = sorted[static_cast<std::size_t>(rank)];
     if (strong < leastContrast) return lines;
-    for (const float share : {0.5F, 0.32F, 0.7F}) {
+    for (const float share : {0.5F, 0.32F}) {
         const std::vector<PixelBox> boxes = components(contrast, std::max(leastContrast, strong * share));
         if (boxes.size() > mostComponents) continue;
         for (const PixelBox& seed : boxes) {
             const int height = seed.height();
-            const int middle = (seed.top + seed.bottom) / 2;
-            const bool outer = middle * 3 < contrast.height || middle * 3 > contrast.height * 2;
-            if (!outer || height < 8 || height * 12 > contrast.height || seed.width() > height) continue;
+            if (height < 8 || height * 12 > contrast.height || seed.width() > height) continue;
             auto line = lineThrough(seed, boxes);
             if (!line || line->height() < 8 || line->glyphs.size() < 3 || line->glyphs.size() > 10) continue;
             const bool known = std::any_of(lines.begin(), lines.end(), [&](const StampLine& each) {
@@ -419,6 +440,23 @@ std::optional<SegmentText> readSevenSegments(const FloatPlane& contrast, const S
         }
     }
     return best;
+}
+
+bool looksLikeText(const FloatPlane& contrast, const StampLine& line) {
+    constexpr float leastMean = 40;
+    const int height = line.height();
+    if (line.glyphs.size() < 6 || line.box().width() * 2 < height * 7 || line.box().width() > height * 16)
+        return false;
+    float sum = 0;
+    std::size_t count = 0;
+    for (const PixelBox& glyph : line.glyphs) {
+        if (std::abs(glyph.height() - height) * 5 > height || glyph.width() > height) return false;
+        for (int y = glyph.top; y < glyph.bottom; ++y) {
+            for (int x = glyph.left; x < glyph.right; ++x) sum += contrast.at(x, y);
+        }
+        count += static_cast<std::size_t>(glyph.width()) * static_cast<std::size_t>(glyph.height());
+    }
+    return sum >= leastMean * static_cast<float>(count);
 }
 
 Bitmap stampLinePicture(const FloatPlane& contrast, const StampLine& line) {

@@ -20,6 +20,7 @@ struct FloatPlane {
     }
     /// Between pixels; 0 outside.
     float sample(float x, float y) const;
+    FloatPlane turnedClockwise() const;
 };
 
 /// A box of pixels, its right and bottom sides not included.
@@ -55,11 +56,15 @@ struct SegmentText {
 /// blurred ground, where red is strong and not below green. @param bitmap three channels.
 FloatPlane stampContrast(const Bitmap& bitmap);
 
-/// Rows of 4 to 8 digit-like things in the upper and the lower third, likeliest first.
+/// Rows of 3 to 10 digit-like things in the upper and the lower third, likeliest first.
 std::vector<StampLine> findStampLines(const FloatPlane& contrast);
 
 /// Reads a line as seven-segment digits; nothing when a glyph is none.
 std::optional<SegmentText> readSevenSegments(const FloatPlane& contrast, const StampLine& line);
+
+/// Whether a line that shows no segments is worth a text engine's time: 6 and more glyphs of one height
+/// that burn evenly, in a row as long as a date.
+bool looksLikeText(const FloatPlane& contrast, const StampLine& line);
 
 /// The line alone, dark on light and enlarged to digits 40 pixels high, for a text engine.
 Bitmap stampLinePicture(const FloatPlane& contrast, const StampLine& line);

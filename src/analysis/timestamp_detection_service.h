@@ -19,8 +19,8 @@ public:
     TimestampDetectionService(Vision& vision, const Language& language, const Clock& clock)
         : vision_(vision), language_(language), clock_(clock) {}
 
-    /// @param image a decoded frame that stands upright, or lies on a side: stamps are also looked for in
-    /// the frame turned each way, since a camera held upright prints along a side.
+    /// @param image a decoded frame. Stamps are looked for along both long sides, whichever way up, since
+    /// a camera held upright prints along a side and a frame may lie upside down.
     /// @return midnight of that day in the user's time zone.
     std::optional<Instant> detectTimestamp(const Image& image);
 
@@ -28,7 +28,7 @@ public:
     std::optional<CivilTime> detectDate(const Bitmap& bitmap);
 
 private:
-    std::optional<CivilTime> dateInUpright(const Bitmap& bitmap, int latestYear);
+    std::optional<CivilTime> dateInText(Bitmap line, int latestYear);
 
     Vision& vision_;
     const Language& language_;

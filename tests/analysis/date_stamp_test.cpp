@@ -110,9 +110,10 @@ TEST_F(TimestampDetectionTest, ReadsBurnedInDigitsOfManyFormsAndPlaces) {
     EXPECT_GE(read, 5);
 }
 
-TEST_F(TimestampDetectionTest, ReadsTheStampOfACameraHeldUpright) {
+TEST_F(TimestampDetectionTest, ReadsTheStampWhicheverWayTheFrameLies) {
     const Image lying = stamped({"'98  7 24", roll::Scene::hills, 100});
-    for (const RotationAngle turn : {RotationAngle::clockwise90, RotationAngle::clockwise270}) {
+    for (const RotationAngle turn :
+         {RotationAngle::clockwise90, RotationAngle::clockwise180, RotationAngle::clockwise270}) {
         EXPECT_EQ(detected(ImageLoading::transformed(lying, 1, turn)), "1998-07-24");
     }
 }
