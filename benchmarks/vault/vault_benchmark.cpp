@@ -298,6 +298,7 @@ void loadLibrary(benchmark::State& state) {
 BENCHMARK(loadLibrary)
     ->ArgName("rolls")
     ->Arg(1000)
+    ->Arg(5000)
     ->Iterations(2)
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
