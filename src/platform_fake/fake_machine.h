@@ -2,10 +2,13 @@
 
 #include "platform/places.h"
 #include "platform_fake/fake_clock.h"
+#include "platform_fake/fake_compression.h"
 #include "platform_fake/fake_defaults.h"
+#include "platform_fake/fake_digests.h"
 #include "platform_fake/fake_files.h"
 #include "platform_fake/fake_folder_access.h"
 #include "platform_fake/fake_geocoder.h"
+#include "platform_fake/fake_http.h"
 #include "platform_fake/fake_image_codec.h"
 #include "platform_fake/fake_language.h"
 #include "platform_fake/fake_operation_queue.h"
@@ -25,6 +28,9 @@ struct FakeMachine {
     FakeGeocoder geocoder{main};
     FakeShell shell{main};
     FakeImageCodec images{files};
+    FakeHttp http{main};
+    FakeCompression compression;
+    FakeDigests digests;
     Places places{.data = Path("/home/user/.local/share/Kelvaris"),
                   .caches = Path("/home/user/.cache/Kelvaris"),
                   .config = Path("/home/user/.config/Kelvaris"),

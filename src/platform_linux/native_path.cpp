@@ -27,6 +27,7 @@ void appendEscaped(std::string& text, unsigned char byte) {
 std::string nativePath(const Path& path) {
     std::string_view rest = path.string();
     std::string native;
+    if (rest.find('\0') != std::string_view::npos) return native;
     native.reserve(rest.size());
     while (!rest.empty()) {
         const std::string_view sequence = rest.substr(0, std::max<std::size_t>(utf8SequenceLength(rest), 1));

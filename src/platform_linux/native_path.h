@@ -7,7 +7,8 @@
 
 namespace kelvaris {
 
-/// The bytes that the kernel knows the path by: escaped bytes become themselves again.
+/// The bytes that the kernel knows the path by: escaped bytes become themselves again. A path with a
+/// zero in it, which the kernel would cut there, becomes the empty one, which leads nowhere.
 std::string nativePath(const Path& path);
 
 /// A name or path of the kernel in UTF-8. Bytes that are none, and characters that an escaped byte could
