@@ -6,6 +6,7 @@
 #include <iterator>
 
 #include "base/log.h"
+#include "images/image_loading.h"
 #include "metadata/exif_block.h"
 #include "metadata/exif_date.h"
 #include "metadata/exif_editor.h"
@@ -44,13 +45,6 @@ EXIFResult resultOf(const ExifBlock& block, const Language& language) {
     }
     result.captureDate = captureDate(block, language);
     return result;
-}
-
-/// Of the first table, when it lies in 1 to 8.
-int orientationOf(const std::optional<ExifBlock>& block) {
-    if (!block) return 1;
-    const auto orientation = block->integer(ExifTable::image, ExifTag::orientation);
-    return orientation && *orientation >= 1 && *orientation <= 8 ? static_cast<int>(*orientation) : 1;
 }
 
 /// One orientation that turns as the first and then clockwise by the angle does.
@@ -189,7 +183,8 @@ Result<void, ExifError> ExifService::writeEXIF(const Path& source, const Path& d
     MetadataBlocks blocks = picture->metadata();
     Image decoded;
     if (header.isCopyable) {
-        recipe.orientation = composed(orientationOf(ExifBlock::parse(blocks.exif)), exifData.rotation);
+        recipe.orientation =
+            composed(ImageLoading::exifOrientation(picture->properties()), exifData.rotation);
     } else {
         auto image = picture->decode(std::nullopt);
         if (!image) return failed(ExifError::failedToReadSource, image.error().message);

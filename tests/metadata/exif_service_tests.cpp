@@ -141,6 +141,10 @@ protected:
         ASSERT_TRUE(writer.encode(bitmap, recipe, **pending));
         ASSERT_TRUE((*pending)->commit());
         FakePicture picture{bitmap};
+        const auto parsed = ExifBlock::parse(block);
+        if (parsed && parsed->integer(image, ExifTag::orientation)) {
+            picture.properties.orientation = static_cast<int>(*parsed->integer(image, ExifTag::orientation));
+        }
         picture.metadata = std::move(blocks);
         codec.setPicture(source, std::move(picture));
     }
