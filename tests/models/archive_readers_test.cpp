@@ -88,7 +88,7 @@ struct TarReaderTest : ::testing::Test {
     }
     std::vector<std::string> extracted() const {
         std::vector<std::string> names;
-        for (const Path& path : machine.files.allFiles(Path("/work"))) names.push_back(path.string());
+        for (const Path& path : machine.files.allFiles(Path("/data"))) names.push_back(path.string());
         return names;
     }
     FakeMachine machine;
