@@ -1,0 +1,76 @@
+#include <cstdlib>
+#include <filesystem>
+
+#include "analysis/orientation_decide.h"
+#include "analysis/timestamp_detection_service.h"
+#include "platform_fake/fake_clock.h"
+#include "platform_fake/fake_inference.h"
+#include "platform_fake/fake_language.h"
+#include "platform_linux/linux_vision.h"
+#include "platform_linux/vips_codec.h"
+#include "sample_roll/writers.h"
+#include "stopwatch.h"
+
+/// What looking for faces, stamps and the way up costs beside decoding the frame: the floor is the
+/// 800-pixel frame out of a JPEG of 24 megapixels.
+namespace kelvaris::benchmarks {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Bench {
+    Bench() : path(fs::temp_directory_path() / ("kelvaris-sight-" + std::to_string(std::rand()) + ".jpg")) {
+        sample_roll::Frame frame(
+            {.scene = sample_roll::Scene::portrait, .seed = 2, .width = 6000, .height = 4000});
+        if (sample_roll::writeJpeg(path, frame, 92, {}) != sample_roll::WriteOutcome::written) std::abort();
+        image = decoded();
+    }
+    ~Bench() { fs::remove(path); }
+    Bench(const Bench&) = delete;
+    Bench& operator=(const Bench&) = delete;
+
+    Image decoded() const {
+        const auto source = codec->open(Path(path.string()));
+        auto result = source ? (*source)->decode(800) : Unexpected(source.error());
+        if (!result) std::abort();
+        return *result;
+    }
+
+    const fs::path path;
+    const std::unique_ptr<VipsImageCodec> codec = VipsImageCodec::make();
+    FakeInferenceRuntime runtime;
+    LinuxVision vision{runtime, Path("/none")};
+    Image image;
+};
+
+void faces(benchmark::State& state) {
+    Bench bench;
+    // The first call unpacks the detector.
+    benchmark::DoNotOptimize(bench.vision.detectFaces(bench.image, false));
+    compare(
+        state, [&] { benchmark::DoNotOptimize(bench.vision.detectFaces(bench.image, false)); },
+        [&] { benchmark::DoNotOptimize(bench.decoded()); });
+}
+BENCHMARK(faces)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(10);
+
+void dateStamp(benchmark::State& state) {
+    Bench bench;
+    FakeClock clock;
+    FakeLanguage language;
+    TimestampDetectionService service(bench.vision, language, clock.wall());
+    compare(
+        state, [&] { benchmark::DoNotOptimize(service.detectDate(*bench.image)); },
+        [&] { benchmark::DoNotOptimize(bench.decoded()); });
+}
+BENCHMARK(dateStamp)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(10);
+
+void orientationInput(benchmark::State& state) {
+    Bench bench;
+    compare(
+        state, [&] { benchmark::DoNotOptimize(preprocessedForOrientation(*bench.image)); },
+        [&] { benchmark::DoNotOptimize(bench.decoded()); });
+}
+BENCHMARK(orientationInput)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(10);
+
+}  // namespace
+}  // namespace kelvaris::benchmarks
