@@ -37,9 +37,9 @@ public:
         const fs::path path = folder_ / names[kind];
         if (fs::exists(path)) return path;
         sample_roll::Frame frame({.width = width, .height = height});
-        sample_roll::ExifRecord exif;
-        const auto outcome = kind == jpeg ? sample_roll::writeJpeg(path, frame, 92, exif)
-                                          : sample_roll::writeTiff16(path, frame, kind == packedTiff, exif);
+        const auto outcome = kind == jpeg
+                                 ? sample_roll::writeJpeg(path, frame, 92, sample_roll::ExifRecord())
+                                 : sample_roll::writeTiff16(path, frame, kind == packedTiff, std::nullopt);
         if (outcome != sample_roll::WriteOutcome::written) throw std::runtime_error("no scan was written");
         return path;
     }
