@@ -1,8 +1,11 @@
 #include "assembly/kelvaris_system.h"
 
+#include <atomic>
 #include <filesystem>
 
 #include "analysis/analysis_orchestrator.h"
+#include "analysis/orientation_service.h"
+#include "analysis/timestamp_detection_service.h"
 #include "base/limited_waits.h"
 #include "base/log.h"
 #include "images/image_cache.h"
@@ -23,6 +26,8 @@
 namespace kelvaris {
 
 namespace {
+
+constexpr std::string_view orientationModel = "orientation";
 
 /// Until places can be named on this machine, none is.
 class SilentGeocoder final : public Geocoder {
@@ -110,7 +115,20 @@ struct KelvarisSystem::Parts {
     OnnxInferenceRuntime inference{files};
     std::shared_ptr<Vision> vision =
         std::make_shared<LinuxVision>(inference, places.data / "models" / "vision");
-    PhotoAnalysisService analysis{vision, imageLoading, waits, nullptr, nullptr};
+    std::atomic<bool> isOrientationEnabled = preferences.isModelEnabled(orientationModel);
+    Subscription orientationSwitch = preferences.observe([this](PreferenceField field) {
+        if (field == PreferenceField::model) {
+            isOrientationEnabled = preferences.isModelEnabled(orientationModel);
+        }
+    });
+    OrientationService orientation{
+        inference, files, places.data / "models" / orientationModel / "OrientationClassifier.mlmodelc",
+        [this] { return isOrientationEnabled.load(); }, waits};
+    TimestampDetectionService timestamps{*vision, language, clock};
+    PhotoAnalysisService analysis{
+        vision, imageLoading, waits,
+        [this](const Image& image, bool deep) { return orientation.assess(image, deep); },
+        [this](const Image& image) { return timestamps.detectTimestamp(image); }};
     AnalysisOrchestrator pipeline{{.thumbnails = {main, files, *images, exif},
                                    .loading = imageLoading,
                                    .analysis = analysis,
