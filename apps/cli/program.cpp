@@ -5,6 +5,7 @@
 #include <string>
 
 #include "command.h"
+#include "discovery_commands.h"
 #include "session.h"
 
 namespace kelvaris::cli {
@@ -109,6 +110,7 @@ void addAllCommands(CommandTable& table) {
     addVerifyCommand(table);
     addInspectCommands(table);
     addAdviceCommands(table);
+    addDiscoveryCommands(table);
 }
 
 void addSessionCommand(CommandTable& table) {

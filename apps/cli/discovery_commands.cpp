@@ -1,0 +1,202 @@
+// Searches over the library: words, near-duplicates, scenes, faces, people.
+
+#include <fmt/format.h>
+
+#include "assembly/discovery_parts.h"
+#include "discovery_commands.h"
+#include "session.h"
+#include "texts.h"
+
+namespace kelvaris::cli {
+
+namespace {
+
+struct SearchArguments {
+    std::string query;
+    std::string roll;
+    bool keywordsFirst = false;
+};
+struct PhotoArguments {
+    std::string roll;
+    std::string photo;
+    std::size_t face = 0;
+    bool all = false;
+};
+struct NoArguments {};
+
+void search(Session& session, const SearchArguments& arguments) {
+    DiscoveryParts parts(session.system());
+    RollListSearch& list = parts.discovery().rollListSearch();
+    const RollPointer only = arguments.roll.empty() ? nullptr : session.roll(arguments.roll);
+    list.setOrder(arguments.keywordsFirst ? SearchOrder::keywordFirst : SearchOrder::score);
+    list.performSearch(arguments.query);
+    session.waitUntil([&list] { return !list.isSearching(); });
+    Json json = Json::array();
+    std::vector<std::vector<std::string>> rows{{"ROLL", "PHOTO"}};
+    for (const RollPointer& roll : session.app().rolls()) {
+        const auto found = list.rollMatchPhotos().find(roll->id());
+        if (found == list.rollMatchPhotos().end() || (only && roll != only)) continue;
+        Json photos = Json::array();
+        for (const PhotoPointer& photo : found->second) {
+            photos.push_back(photo->filename());
+            rows.push_back({roll->name(), photo->filename()});
+        }
+        json.push_back({{"roll", roll->id().text()}, {"name", roll->name()}, {"photos", std::move(photos)}});
+    }
+    session.answer(json, rows.size() == 1 ? "No photos found." : table(rows));
+}
+
+void similar(Session& session, const PhotoArguments& arguments) {
+    const RollPointer roll = session.roll(arguments.roll);
+    DiscoveryParts parts(session.system());
+    SimilarPhotos& search = parts.discovery().similarPhotos();
+    search.findSimilarPhotos(session.photo(*roll, arguments.photo));
+    session.waitUntil([&search] { return !search.isSearching(); });
+    Json json = Json::array();
+    std::vector<std::vector<std::string>> rows{{"ROLL", "PHOTO", "BITS"}};
+    for (const SimilarPhoto& each : *search.similarPhotosResult()) {
+        json.push_back({{"roll", each.rollID.text()},
+                        {"name", each.rollName},
+                        {"photo", each.filename},
+                        {"distance", each.distance}});
+        rows.push_back({each.rollName, each.filename, std::to_string(each.distance)});
+    }
+    session.answer(json, rows.size() == 1 ? std::string(SimilarPhotos::emptyText) : table(rows));
+}
+
+template <class Match>
+void addMatch(const Match& match, Json& json, std::vector<std::vector<std::string>>& rows) {
+    json.push_back({{"roll", match.rollID.text()},
+                    {"name", match.rollName},
+                    {"photo", match.filename},
+                    {"similarity", match.similarity}});
+    rows.push_back({match.rollName, match.filename, fmt::format("{:.3f}", match.similarity)});
+}
+
+/// The matches, or what is to be said in their place, and how many photos failed.
+template <class State>
+void answerMatches(Session& session, const State& state, const Json& matches,
+                   const std::vector<std::vector<std::string>>& rows) {
+    const Json json{{"matches", matches},
+                    {"processed", state.progress.processed},
+                    {"total", state.progress.total},
+                    {"failed", state.progress.failed}};
+    std::string text = rows.size() == 1 ? state.statusText() + "\n" : table(rows);
+    if (!state.failureText().empty()) text += state.failureText() + "\n";
+    session.answer(json, text);
+}
+
+void scenes(Session& session, const PhotoArguments& arguments) {
+    const RollPointer roll = session.roll(arguments.roll);
+    DiscoveryParts parts(session.system());
+    SceneSearch& search = parts.discovery().sceneSearch();
+    std::string failure;
+    search.findSimilarScenes(session.photo(*roll, arguments.photo),
+                             [&failure](std::string_view text) { failure = text; });
+    session.waitUntil([&] {
+        return !failure.empty() || (search.sceneSearchResult() && !search.sceneSearchResult()->isSearching);
+    });
+    if (!failure.empty()) throw CommandFailure(failure);
+    const SceneSearchState& state = *search.sceneSearchResult();
+    Json json = Json::array();
+    std::vector<std::vector<std::string>> rows{{"ROLL", "PHOTO", "SIMILARITY"}};
+    for (const SceneMatch& match : SceneSimilarityService::visibleMatches(state.matches, arguments.all)) {
+        addMatch(match, json, rows);
+    }
+    answerMatches(session, state, json, rows);
+}
+
+void faces(Session& session, const PhotoArguments& arguments) {
+    const RollPointer roll = session.roll(arguments.roll);
+    DiscoveryParts parts(session.system());
+    FaceSearch& search = parts.discovery().faceSearch();
+    search.findSimilarFaces(session.photo(*roll, arguments.photo), std::nullopt);
+    const auto isFound = [&search] {
+        const auto& message = search.faceSearchMessage();
+        return search.pendingFacePick() || search.faceSearchResult() ||
+               (message && *message != FaceSearch::findingFacesText);
+    };
+    session.waitUntil(isFound);
+    if (const auto pick = search.pendingFacePick()) {
+        if (arguments.face < 1 || arguments.face > pick->regions.size()) {
+            throw CommandFailure(
+                fmt::format("the photo has {} faces: choose one with --face", pick->regions.size()));
+        }
+        search.findSimilarFaces(pick->photo, pick->regions[arguments.face - 1]);
+    }
+    if (!search.faceSearchResult()) throw CommandFailure(search.faceSearchMessage().value_or("no face"));
+    session.waitUntil([&search] { return !search.faceSearchResult()->isSearching; });
+    const FaceSearchState& state = *search.faceSearchResult();
+    Json json = Json::array();
+    std::vector<std::vector<std::string>> rows{{"ROLL", "PHOTO", "SIMILARITY"}};
+    for (const FaceMatchSection& section : FaceSimilarityService::grouped(state.matches, arguments.all)) {
+        for (const FaceMatch& match : section.matches) addMatch(match, json, rows);
+    }
+    answerMatches(session, state, json, rows);
+}
+
+void people(Session& session, const NoArguments&) {
+    DiscoveryParts parts(session.system());
+    FaceGroups& groups = parts.discovery().faceGroups();
+    groups.refresh();
+    session.waitUntil([&groups] { return !groups.isGrouping(); });
+    Json json = Json::array();
+    std::vector<std::vector<std::string>> rows{{"FACES", "PHOTOS"}};
+    for (const SuggestedFaceGroup& group : *groups.groups()) {
+        Json members = Json::array();
+        std::string names;
+        for (const IndexedFace& face : group.faces) {
+            members.push_back({{"roll", face.anchor.rollID.text()},
+                               {"photo", face.anchor.filename},
+                               {"x", face.anchor.x},
+                               {"y", face.anchor.y},
+                               {"width", face.anchor.width},
+                               {"height", face.anchor.height}});
+            names += (names.empty() ? "" : " ") + face.anchor.filename;
+        }
+        rows.push_back({std::to_string(group.faces.size()), names});
+        json.push_back({{"id", group.id}, {"manual", group.manual}, {"faces", std::move(members)}});
+    }
+    session.answer(json, rows.size() == 1 ? "No faces are known." : table(rows));
+}
+
+void declarePhoto(CLI::App& command, PhotoArguments& arguments) {
+    command.add_option("ROLL", arguments.roll)->required();
+    command.add_option("PHOTO", arguments.photo, "File name or number")->required();
+}
+
+}  // namespace
+
+void addDiscoveryCommands(CommandTable& table) {
+    table.add<SearchArguments>(
+        "search", "Find photos by words", Access::read,
+        [](CLI::App& command, SearchArguments& arguments) {
+            command.add_option("QUERY", arguments.query)->required();
+            command.add_option("--roll", arguments.roll, "In this roll alone");
+            command.add_flag("--keywords-first", arguments.keywordsFirst,
+                             "Photos that a whole word hits before those that only look alike");
+        },
+        search);
+    table.add<PhotoArguments>("similar", "Find near-duplicates of a photo", Access::read, declarePhoto,
+                              similar);
+    table.add<PhotoArguments>(
+        "scenes", "Find photos of similar scenes", Access::write,
+        [](CLI::App& command, PhotoArguments& arguments) {
+            declarePhoto(command, arguments);
+            command.add_flag("--all", arguments.all, "Also all weaker matches");
+        },
+        scenes);
+    table.add<PhotoArguments>(
+        "faces", "Find photos of the same person", Access::write,
+        [](CLI::App& command, PhotoArguments& arguments) {
+            declarePhoto(command, arguments);
+            command.add_option("--face", arguments.face, "Which of the photo's faces, from 1");
+            command.add_flag("--all", arguments.all, "Also all weaker matches");
+        },
+        faces);
+    table.add<NoArguments>(
+        "people", "Group the faces of all rolls by person", Access::read, [](CLI::App&, NoArguments&) {},
+        people);
+}
+
+}  // namespace kelvaris::cli
