@@ -166,6 +166,7 @@ const Language& KelvarisSystem::language() { return parts_->language; }
 const Places& KelvarisSystem::places() { return parts_->places; }
 ConsoleShell& KelvarisSystem::shell() { return parts_->shell; }
 ImageCodec& KelvarisSystem::images() { return *parts_->images; }
+PhotoAnalysisService& KelvarisSystem::analysis() { return parts_->analysis; }
 const CatalogService& KelvarisSystem::catalog() { return parts_->advisorParts().catalog; }
 GearAdvice& KelvarisSystem::gearAdvice() { return parts_->advisorParts().advice; }
 

@@ -3,6 +3,7 @@
 #include <memory>
 #include <optional>
 
+#include "analysis/photo_analysis_service.h"
 #include "application/app_view_model.h"
 #include "application/gear_advice.h"
 #include "base/path.h"
@@ -39,6 +40,7 @@ public:
     const Places& places();
     ConsoleShell& shell();
     ImageCodec& images();
+    PhotoAnalysisService& analysis();
     /// Read when first asked for, as is the advice that is drawn from it.
     const CatalogService& catalog();
     GearAdvice& gearAdvice();

@@ -11,6 +11,7 @@
 #include "library/roll_editing.h"
 #include "library/roll_export.h"
 #include "library/roll_selection.h"
+#include "library/roll_timeline.h"
 #include "live_json.h"
 #include "references.h"
 #include "session.h"
@@ -124,6 +125,13 @@ void dates(Session& session, const DatesArguments& arguments) {
         if (!start)
             throw CommandFailure(fmt::format("\"{}\" is no date like 2026-03-14T09:30", arguments.start));
         roll->setBaseDate(*start);
+    }
+    if (!arguments.timeline.empty()) {
+        std::optional<bool> isLoaded;
+        loadTimeline(*roll, session.system().absolutePath(Path(arguments.timeline)),
+                     [&isLoaded](bool taken) { isLoaded = taken; });
+        session.waitUntil([&isLoaded] { return isLoaded.has_value(); });
+        if (!*isLoaded) throw CommandFailure(roll->statusNotification()->message());
     }
     std::optional<double> interval;
     if (arguments.interval >= 0) interval = arguments.interval;
@@ -285,6 +293,8 @@ void addEditingCommands(CommandTable& table) {
             command.add_option("--start", arguments.start, "Date of the first photo, as 2026-03-14T09:30");
             command.add_option("--interval", arguments.interval, "Seconds from photo to photo")
                 ->check(CLI::NonNegativeNumber);
+            command.add_option("--timeline", arguments.timeline,
+                               "A location history: Records.json, Timeline.json, GPX or KML");
         },
         dates);
     table.add<LabelArguments>(

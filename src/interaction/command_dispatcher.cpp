@@ -8,6 +8,7 @@
 #include "library/roll_editing.h"
 #include "library/roll_export.h"
 #include "library/roll_selection.h"
+#include "library/roll_timeline.h"
 
 namespace kelvaris {
 
@@ -113,7 +114,7 @@ bool CommandDispatcher::perform(Command command) {
         case Command::navigateHistoryForward:
             return done(true, [&] { app_.goForwardInHistory(); });
         case Command::loadTimeline:
-            return roll && !roll->photos().empty() && screen_.perform(command);
+            return done(roll && !roll->photos().empty(), [&] { loadTimeline(*roll); });
         case Command::copyImage:
         case Command::findSimilar:
         case Command::zoomIn:
