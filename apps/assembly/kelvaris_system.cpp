@@ -1,6 +1,7 @@
 #include "assembly/kelvaris_system.h"
 
 #include <atomic>
+#include <cstdlib>
 #include <filesystem>
 
 #include "analysis/analysis_orchestrator.h"
@@ -71,7 +72,31 @@ struct AdvisorParts {
     GearAdvice advice;
 };
 
+/// The build's endpoint, or the one that the environment names (a server of the user's own).
+ModelEndpoint modelEndpoint() {
+    const char* override = std::getenv("KELVARIS_MODEL_ENDPOINT");
+    if (override == nullptr || *override == '\0') return ModelEndpoint::standard();
+    std::string base = override;
+    while (base.ends_with('/')) base.pop_back();
+    return ModelEndpoint{base};
+}
+
+CurlHttpOptions httpOptions() {
+    CurlHttpOptions options;
+    if (const char* certificates = std::getenv("KELVARIS_CERTIFICATES"))
+        options.certificates = Path(certificates);
+    return options;
+}
+
 }  // namespace
+
+ModelParts::ModelParts(const Places& places, MainQueue& main, OperationQueueFactory& queues, Files& files,
+                       const Clock& clock)
+    : http(httpOptions()),
+      endpoint(modelEndpoint()),
+      registry(files, clock, modelsDirectory(places)),
+      updates(main, http, clock, registry, endpoint),
+      downloads({main, queues, files, http, compression, digests}, registry, updates, endpoint) {}
 
 /// In the order of making.
 struct KelvarisSystem::Parts {
@@ -143,6 +168,7 @@ struct KelvarisSystem::Parts {
     AppViewModel app{
         AppServices{library, defaults, folders, folderSearch, queues, favorites, preferences, vault}};
     std::unique_ptr<AdvisorParts> advisor;
+    std::unique_ptr<ModelParts> models;
 
     AdvisorParts& advisorParts() {
         if (!advisor) {
@@ -166,6 +192,16 @@ const Language& KelvarisSystem::language() { return parts_->language; }
 const Places& KelvarisSystem::places() { return parts_->places; }
 ConsoleShell& KelvarisSystem::shell() { return parts_->shell; }
 ImageCodec& KelvarisSystem::images() { return *parts_->images; }
+ModelParts& KelvarisSystem::models() {
+    if (!parts_->models) {
+        parts_->models = std::make_unique<ModelParts>(parts_->places, parts_->main, parts_->queues,
+                                                      parts_->files, parts_->clock);
+        parts_->models->registry.setResetHandler([parts = parts_.get()](ModelID id) {
+            if (id == ModelID::orientation) parts->orientation.reload();
+        });
+    }
+    return *parts_->models;
+}
 PhotoAnalysisService& KelvarisSystem::analysis() { return parts_->analysis; }
 const CatalogService& KelvarisSystem::catalog() { return parts_->advisorParts().catalog; }
 GearAdvice& KelvarisSystem::gearAdvice() { return parts_->advisorParts().advice; }

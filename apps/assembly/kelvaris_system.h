@@ -7,10 +7,30 @@
 #include "application/app_view_model.h"
 #include "application/gear_advice.h"
 #include "base/path.h"
+#include "models/model_download.h"
+#include "models/model_registry.h"
+#include "models/model_updates.h"
 #include "platform/places.h"
 #include "platform_linux/console_shell.h"
+#include "platform_linux/curl_http.h"
+#include "platform_linux/openssl_digests.h"
+#include "platform_linux/zlib_compression.h"
 
 namespace kelvaris {
+
+/// The services that fetch and keep models. Main thread.
+struct ModelParts {
+    ModelParts(const Places& places, MainQueue& main, OperationQueueFactory& queues, Files& files,
+               const Clock& clock);
+
+    ZlibCompression compression;
+    OpensslDigests digests;
+    CurlHttp http;
+    ModelEndpoint endpoint;
+    ModelRegistryService registry;
+    ModelUpdateService updates;
+    ModelDownloadService downloads;
+};
 
 struct SystemOptions {
     /// Holds everything in place of the user's own folders.
@@ -41,6 +61,8 @@ public:
     ConsoleShell& shell();
     ImageCodec& images();
     PhotoAnalysisService& analysis();
+    /// Made when first asked for.
+    ModelParts& models();
     /// Read when first asked for, as is the advice that is drawn from it.
     const CatalogService& catalog();
     GearAdvice& gearAdvice();

@@ -67,6 +67,8 @@ void addLibraryCommands(CommandTable& table);
 void addEditingCommands(CommandTable& table);
 void addUpkeepCommands(CommandTable& table);
 void addInspectCommands(CommandTable& table);
+void addModelCommands(CommandTable& table);
+void addArchiveInspection(CommandTable& table, CLI::App* inspect);
 void addVerifyCommand(CommandTable& table);
 void addAdviceCommands(CommandTable& table);
 void addSessionCommand(CommandTable& table);

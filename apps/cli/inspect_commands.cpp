@@ -170,6 +170,7 @@ void addInspectCommands(CommandTable& table) {
                              declareFile, inspectVault);
     table.add<FileArguments>(inspect, "sidecar", "Decode a file of vectors", needsNothing, declareFile,
                              inspectSidecar);
+    addArchiveInspection(table, inspect);
 }
 
 }  // namespace kelvaris::cli

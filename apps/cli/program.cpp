@@ -107,6 +107,7 @@ void addAllCommands(CommandTable& table) {
     addLibraryCommands(table);
     addEditingCommands(table);
     addUpkeepCommands(table);
+    addModelCommands(table);
     addVerifyCommand(table);
     addInspectCommands(table);
     addAdviceCommands(table);
