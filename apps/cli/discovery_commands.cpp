@@ -19,12 +19,15 @@ struct SearchArguments {
 struct PhotoArguments {
     std::string roll;
     std::string photo;
-    std::size_t face = 0;
+    std::optional<std::size_t> face;
     bool all = false;
 };
 struct NoArguments {};
 
 void search(Session& session, const SearchArguments& arguments) {
+    if (SearchQuery::from(arguments.query, session.system().language()).isEmpty()) {
+        throw CommandFailure("there are no words to search for");
+    }
     DiscoveryParts parts(session.system());
     RollListSearch& list = parts.discovery().rollListSearch();
     const RollPointer only = arguments.roll.empty() ? nullptr : session.roll(arguments.roll);
@@ -46,11 +49,22 @@ void search(Session& session, const SearchArguments& arguments) {
     session.answer(json, rows.size() == 1 ? "No photos found." : table(rows));
 }
 
+/// An empty answer would say that the photo was compared.
+void requireHash(const FilmRoll& roll, const PhotoItem& photo) {
+    if (SimilarityService::parseHash(photo.perceptualHash().value_or(""))) return;
+    if (!photo.labelsAnalyzed()) {
+        throw CommandFailure(fmt::format("{} of {} is not analyzed yet", photo.filename(), roll.name()));
+    }
+    throw CommandFailure(fmt::format("{} of {} shows nothing to compare", photo.filename(), roll.name()));
+}
+
 void similar(Session& session, const PhotoArguments& arguments) {
     const RollPointer roll = session.roll(arguments.roll);
+    const PhotoPointer photo = session.photo(*roll, arguments.photo);
+    requireHash(*roll, *photo);
     DiscoveryParts parts(session.system());
     SimilarPhotos& search = parts.discovery().similarPhotos();
-    search.findSimilarPhotos(session.photo(*roll, arguments.photo));
+    search.findSimilarPhotos(photo);
     session.waitUntil([&search] { return !search.isSearching(); });
     Json json = Json::array();
     std::vector<std::vector<std::string>> rows{{"ROLL", "PHOTO", "BITS"}};
@@ -110,19 +124,29 @@ void faces(Session& session, const PhotoArguments& arguments) {
     const RollPointer roll = session.roll(arguments.roll);
     DiscoveryParts parts(session.system());
     FaceSearch& search = parts.discovery().faceSearch();
-    search.findSimilarFaces(session.photo(*roll, arguments.photo), std::nullopt);
+    const PhotoPointer photo = session.photo(*roll, arguments.photo);
+    search.findSimilarFaces(photo, std::nullopt);
     const auto isFound = [&search] {
         const auto& message = search.faceSearchMessage();
         return search.pendingFacePick() || search.faceSearchResult() ||
                (message && *message != FaceSearch::findingFacesText);
     };
     session.waitUntil(isFound);
-    if (const auto pick = search.pendingFacePick()) {
-        if (arguments.face < 1 || arguments.face > pick->regions.size()) {
-            throw CommandFailure(
-                fmt::format("the photo has {} faces: choose one with --face", pick->regions.size()));
+    const auto& pick = search.pendingFacePick();
+    // A search that began by itself took the only face that can be compared; a chosen face replaces it.
+    if (pick || (arguments.face && search.faceSearchResult())) {
+        std::vector<FaceRegion> regions;
+        if (pick) {
+            regions = pick->regions;
+        } else if (photo->faceRegions()) {
+            regions = *photo->faceRegions();
         }
-        search.findSimilarFaces(pick->photo, pick->regions[arguments.face - 1]);
+        if (!arguments.face || *arguments.face < 1 || *arguments.face > regions.size()) {
+            throw CommandFailure(fmt::format("the photo's faces are numbered 1 to {}: choose one with --face",
+                                             regions.size()));
+        }
+        search.findSimilarFaces(photo, regions[*arguments.face - 1]);
+        if (search.faceSearchMessage()) throw CommandFailure(*search.faceSearchMessage());
     }
     if (!search.faceSearchResult()) throw CommandFailure(search.faceSearchMessage().value_or("no face"));
     session.waitUntil([&search] { return !search.faceSearchResult()->isSearching; });
