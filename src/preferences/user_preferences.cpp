@@ -9,6 +9,8 @@ constexpr std::string_view accentColorKey = "accentColor";
 constexpr std::string_view accentColorIsUserSetKey = "accentColorIsUserSet";
 constexpr std::string_view textSizeKey = "textSize";
 constexpr std::string_view artistNameKey = "artistName";
+constexpr std::string_view languageModelURLKey = "languageModelURL";
+constexpr std::string_view languageModelNameKey = "languageModelName";
 constexpr std::string_view rollSortOptionKey = "rollSortOption";
 constexpr std::string_view defaultCameraIdKey = "defaultCameraId";
 constexpr std::string_view defaultFilmStockIdKey = "defaultFilmStockId";
@@ -76,6 +78,14 @@ void UserPreferences::set(const NumberSetting& setting, double value) {
 void UserPreferences::changed(PreferenceField field) {
     notify(field);
     scheduleVaultSync();
+}
+
+std::string UserPreferences::languageModelURL() const {
+    return defaults_.string(languageModelURLKey).value_or(std::string());
+}
+
+std::string UserPreferences::languageModelName() const {
+    return defaults_.string(languageModelNameKey).value_or(std::string());
 }
 
 std::string UserPreferences::artistName() const {
@@ -283,6 +293,8 @@ std::vector<std::pair<std::string, std::string>> UserPreferences::texts() const 
         {std::string(accentColorKey), std::string(rawValue(accentColor_))},
         {std::string(textSizeKey), std::string(rawValue(textSize_))},
         {std::string(artistNameKey), artistName()},
+        {std::string(languageModelURLKey), languageModelURL()},
+        {std::string(languageModelNameKey), languageModelName()},
         {std::string(rollSortOptionKey), std::string(rawValue(rollSortOption()))},
         {std::string(defaultCameraIdKey), defaultCameraId().value_or("")},
         {std::string(defaultFilmStockIdKey), defaultFilmStockId().value_or("")},
@@ -313,6 +325,8 @@ bool UserPreferences::setText(std::string_view key, std::string_view text) {
     const auto id = text.empty() ? std::nullopt : std::optional(std::string(text));
     if (key == artistNameKey) {
         setArtistName(text);
+    } else if (key == languageModelURLKey || key == languageModelNameKey) {
+        defaults_.setString(key, text);
     } else if (key == defaultCameraIdKey) {
         setDefaultCameraId(id);
     } else if (key == defaultFilmStockIdKey) {

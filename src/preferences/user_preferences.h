@@ -74,6 +74,10 @@ public:
 
     std::string artistName() const;
     void setArtistName(std::string_view name);
+    /// Where a language model answers on this machine, and its name there; empty for none. Not in the file:
+    /// another machine has other servers.
+    std::string languageModelURL() const;
+    std::string languageModelName() const;
     RollSortOption rollSortOption() const;
     void setRollSortOption(RollSortOption option);
 
