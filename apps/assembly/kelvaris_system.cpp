@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "advisor/foundation_models_reasoning_service.h"
 #include "analysis/analysis_orchestrator.h"
 #include "analysis/orientation_service.h"
 #include "analysis/timestamp_detection_service.h"
@@ -20,6 +21,7 @@
 #include "platform_linux/linux_places.h"
 #include "platform_linux/linux_vision.h"
 #include "platform_linux/log_sink.h"
+#include "platform_linux/loopback_language_model.h"
 #include "platform_linux/onnx_inference.h"
 #include "platform_linux/system_clock.h"
 #include "platform_linux/vips_codec.h"
@@ -59,14 +61,20 @@ LogOptions logOptions(const Places& places) {
 /// What the advice on gear needs, apart from the rest since most runs ask for none.
 struct AdvisorParts {
     AdvisorParts(const Files& files, const Places& places, const Language& language, const Clock& clock,
-                 OperationQueueFactory& queues, PreferencesStore& store, MainQueue& main)
+                 OperationQueueFactory& queues, const UserPreferences& preferences, PreferencesStore& store,
+                 MainQueue& main)
         : catalog(files, places.resources, language),
+          model(LoopbackLanguageModel::make(
+              {.baseURL = preferences.languageModelURL(), .modelName = preferences.languageModelName()})),
+          prose(model.get()),
           queue(queues.makeQueue("com.kelvaris.advisor", 1)),
-          service(catalog, language, clock, *queue),
+          service(catalog, language, clock, *queue, &prose),
           advice(service, store, main) {}
     ~AdvisorParts() { queue.reset(); }  // what still works on it uses the service
 
     CatalogService catalog;
+    std::unique_ptr<LoopbackLanguageModel> model;
+    FoundationModelsReasoningService prose;
     std::unique_ptr<OperationQueue> queue;
     GearRecommendationService service;
     GearAdvice advice;
@@ -172,7 +180,8 @@ struct KelvarisSystem::Parts {
 
     AdvisorParts& advisorParts() {
         if (!advisor) {
-            advisor = std::make_unique<AdvisorParts>(files, places, language, clock, queues, vault, main);
+            advisor = std::make_unique<AdvisorParts>(files, places, language, clock, queues, preferences,
+                                                     vault, main);
             advisor->advice.readStored();
         }
         return *advisor;
