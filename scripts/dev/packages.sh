@@ -1,6 +1,6 @@
 # What Debian packages the product is made with, one line a purpose.
 packages=(
-    g++ cmake ninja-build ccache mold pkg-config git ca-certificates curl
+    g++ cmake ninja-build ccache mold pkg-config git ca-certificates curl python3
     libfmt-dev libspdlog-dev nlohmann-json3-dev libcli11-dev
     libvips-dev libjpeg62-turbo-dev
     libicu-dev libyaml-dev libsimdjson-dev
