@@ -40,7 +40,7 @@ GreyPicture greyPicture(const Bitmap& bitmap) {
 
 }  // namespace
 
-class FaceFinder::Detectors {
+class FrontalFaceFinder::Detectors {
 public:
     explicit Detectors(std::vector<Path> landmarkFiles) : landmarkFiles_(std::move(landmarkFiles)) {}
 
@@ -96,12 +96,12 @@ private:
     std::unique_ptr<dlib::shape_predictor> predictor_;
 };
 
-FaceFinder::FaceFinder(std::vector<Path> landmarkFiles)
+FrontalFaceFinder::FrontalFaceFinder(std::vector<Path> landmarkFiles)
     : detectors_(std::make_unique<Detectors>(std::move(landmarkFiles))) {}
 
-FaceFinder::~FaceFinder() = default;
+FrontalFaceFinder::~FrontalFaceFinder() = default;
 
-std::vector<FaceObservation> FaceFinder::find(const Bitmap& bitmap, bool landmarks) {
+std::vector<FaceObservation> FrontalFaceFinder::find(const Bitmap& bitmap, bool landmarks) {
     GreyPicture picture = greyPicture(bitmap);
     double scale = 1;
     if (bitmap.longSide() <= largestEnlargedSide) {

@@ -10,11 +10,11 @@ namespace kelvaris {
 
 /// Finds faces that look into the camera by their gradients, and 68 points on each. Any thread: each
 /// call borrows a detector of its own.
-class FaceFinder {
+class FrontalFaceFinder {
 public:
     /// @param landmarkFiles where the predictor of face points may lie; the first that reads is taken.
-    explicit FaceFinder(std::vector<Path> landmarkFiles);
-    ~FaceFinder();
+    explicit FrontalFaceFinder(std::vector<Path> landmarkFiles);
+    ~FrontalFaceFinder();
 
     /// Largest first. Without a readable predictor the groups of points stay empty.
     std::vector<FaceObservation> find(const Bitmap& bitmap, bool landmarks);

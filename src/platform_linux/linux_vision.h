@@ -41,7 +41,7 @@ private:
 
     InferenceRuntime& runtime_;
     const Path modelFolder_;
-    FaceFinder faces_;
+    FrontalFaceFinder faces_;
     TextRecognizer texts_;
     std::mutex mutex_;
     std::map<std::string, Model> models_;
