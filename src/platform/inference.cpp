@@ -1,5 +1,8 @@
 #include "platform/inference.h"
 
+#include <charconv>
+#include <cmath>
+
 namespace kelvaris {
 
 namespace {
@@ -62,7 +65,69 @@ private:
     ByteView rest_;
 };
 
+constexpr const char* meanKey = "kelvaris.image.mean";
+constexpr const char* deviationKey = "kelvaris.image.deviation";
+constexpr const char* orderKey = "kelvaris.image.order";
+
+Unexpected<InferenceError> unreadableKey(const char* key, std::string_view wanted) {
+    return Unexpected(
+        InferenceError{InferenceError::Code::damaged, std::string(key) + " is not " + std::string(wanted)});
+}
+
+std::optional<double> finiteNumber(std::string_view text) {
+    while (text.starts_with(' ')) text.remove_prefix(1);
+    while (text.ends_with(' ')) text.remove_suffix(1);
+    double number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || end != text.data() + text.size() || !std::isfinite(number)) return {};
+    return number;
+}
+
+/// One number for all channels, or three.
+std::optional<std::array<double, 3>> channelNumbers(std::string_view text) {
+    std::array<double, 3> numbers{};
+    for (std::size_t count = 0; count < numbers.size(); ++count) {
+        const std::size_t comma = text.find(',');
+        const auto number = finiteNumber(text.substr(0, comma));
+        if (!number) return {};
+        numbers[count] = *number;
+        if (comma == std::string_view::npos) {
+            if (count == 0) numbers.fill(*number);
+            return count == 1 ? std::nullopt : std::optional(numbers);
+        }
+        text.remove_prefix(comma + 1);
+    }
+    return {};
+}
+
 }  // namespace
+
+InferenceResult<PictureNormalization> pictureNormalization(const ModelMetadata& metadata) {
+    PictureNormalization result;
+    for (const auto& [key, numbers] :
+         {std::pair(meanKey, &result.mean), std::pair(deviationKey, &result.deviation)}) {
+        const auto found = metadata.find(key);
+        if (found == metadata.end()) continue;
+        const auto read = channelNumbers(found->second);
+        if (!read) return unreadableKey(key, "one or three numbers");
+        *numbers = *read;
+        result.isScaled = true;
+    }
+    for (std::size_t channel = 0; channel < 3; ++channel) {
+        const bool isFinite = std::isfinite(static_cast<float>(result.value(channel, 0))) &&
+                              std::isfinite(static_cast<float>(result.value(channel, 255)));
+        if (!(result.deviation[channel] > 0) || !isFinite) {
+            return unreadableKey(deviationKey, "above 0 and large enough");
+        }
+    }
+    if (const auto found = metadata.find(orderKey); found != metadata.end()) {
+        if (found->second != "RGB" && found->second != "BGR") {
+            return unreadableKey(orderKey, "\"RGB\" or \"BGR\"");
+        }
+        result.blueFirst = found->second == "BGR";
+    }
+    return result;
+}
 
 std::optional<ModelMetadata> readOnnxMetadata(ByteView file) {
     constexpr std::uint64_t metadataProps = 14;

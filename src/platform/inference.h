@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <chrono>
 #include <cstdint>
 #include <map>
@@ -77,12 +78,36 @@ inline constexpr std::chrono::seconds inferenceRunLimit{12};
 /// The creator-defined keys of a model.
 using ModelMetadata = std::map<std::string, std::string>;
 
+/// How the bytes of a picture become the numbers that a network takes:
+/// value = (byte / 255 - mean) / deviation, each channel with its own two. The channels are those of the
+/// network, so that with `blueFirst` the first mean is that of blue.
+struct PictureNormalization {
+    bool isScaled = false;  ///< without, a value is its byte, 0 to 255: the network scales for itself
+    bool blueFirst = false;
+    std::array<double, 3> mean{0, 0, 0};
+    std::array<double, 3> deviation{1, 1, 1};
+
+    double value(std::size_t channel, std::uint8_t byte) const {
+        return isScaled ? (byte / 255.0 - mean[channel]) / deviation[channel] : byte;
+    }
+    bool operator==(const PictureNormalization&) const = default;
+};
+
+/// Reads the normalisation from a model's creator-defined keys:
+/// - `kelvaris.image.mean` and `kelvaris.image.deviation`: one number for all channels or three with commas
+///   between, in shares of full scale. With one key alone the other is mean 0 or deviation 1; with
+///   neither, values are bytes.
+/// - `kelvaris.image.order`: "RGB", which is the default, or "BGR".
+/// @return Code::damaged, with the key in its message, when a key reads otherwise, a deviation is not above
+///         0, or a value would be no finite float.
+InferenceResult<PictureNormalization> pictureNormalization(const ModelMetadata& metadata);
+
 /// A loaded model. Every method may be called from several threads at once; a model that is in use
 /// outlives its owner's interest, since callers hold a shared pointer.
 ///
-/// A model takes pictures as RGB in one input of four dimensions, planes first ([1, 3, height, width])
-/// or pixels first ([1, height, width, 3]), as floats of either width or as bytes. The values are those
-/// of the pixels, 0 to 255: whatever scaling the network wants is part of its graph.
+/// A model takes pictures in one input of four dimensions, planes first ([1, 3, height, width]) or pixels
+/// first ([1, height, width, 3]), as floats of any width or as bytes. Its PictureNormalization gives the
+/// order of the channels and, for floats, the values; an input of bytes gets the bytes.
 class InferenceModel {
 public:
     virtual ~InferenceModel() = default;
@@ -107,6 +132,7 @@ class InferenceRuntime {
 public:
     virtual ~InferenceRuntime() = default;
 
+    /// Code::damaged, too, when the model's normalisation of pictures cannot be read.
     virtual InferenceResult<std::shared_ptr<const InferenceModel>> load(const Path& folder) = 0;
     /// The creator-defined keys alone, without loading the model.
     virtual InferenceResult<ModelMetadata> readMetadata(const Path& folder) = 0;

@@ -117,30 +117,6 @@ void appendAs(std::vector<std::uint8_t>& memory, Source value) {
     memory.insert(memory.end(), bytes, bytes + sizeof(Element));
 }
 
-/// Appends a pixel's value as the model's type has it.
-void appendSample(std::vector<std::uint8_t>& memory, ElementType type, std::uint8_t sample) {
-    switch (type) {
-        case ElementType::float32:
-            appendAs<float>(memory, sample);
-            return;
-        case ElementType::float64:
-            appendAs<double>(memory, sample);
-            return;
-        case ElementType::uint8:
-            memory.push_back(sample);
-            return;
-        case ElementType::float16: {
-            const Ort::Float16_t half(static_cast<float>(sample));
-            appendAs<std::uint16_t>(memory, half.val);
-            return;
-        }
-        case ElementType::int32:
-        case ElementType::int64:
-        case ElementType::other:
-            return;
-    }
-}
-
 ONNXTensorElementDataType runtimeType(ElementType type) {
     switch (type) {
         case ElementType::float32:
@@ -170,13 +146,42 @@ OwnedTensor wrapped(std::vector<std::uint8_t> memory, const std::vector<std::int
     return tensor;
 }
 
-InferenceResult<OwnedTensor> pictureTensor(const ValueDeclaration& input, const Bitmap& bitmap) {
-    const bool floats = input.type == ElementType::float32 || input.type == ElementType::float16 ||
-                        input.type == ElementType::float64 || input.type == ElementType::uint8;
-    const bool planesFirst = input.shape.size() == 4 && input.shape[1] == 3;
-    if (!floats || input.shape.size() != 4 || (!planesFirst && input.shape[3] != 3)) {
-        return failure(InferenceError::Code::wrongInput, "input " + input.name + " takes no picture");
+/// The picture's samples as the model's type has them. A sample is looked up, since a channel has but 256
+/// values.
+template <class Element>
+std::vector<std::uint8_t> samples(const Bitmap& bitmap, const PictureNormalization& normalization,
+                                  bool planesFirst) {
+    std::array<std::array<Element, 256>, 3> table;
+    for (std::size_t channel = 0; channel < 3; ++channel) {
+        for (unsigned byte = 0; byte < 256; ++byte) {
+            const auto value = normalization.value(channel, static_cast<std::uint8_t>(byte));
+            if constexpr (std::is_same_v<Element, Ort::Float16_t>) {
+                table[channel][byte] = Ort::Float16_t(static_cast<float>(value));
+            } else {
+                table[channel][byte] = static_cast<Element>(value);
+            }
+        }
     }
+    const std::size_t count = bitmap.pixels.size() / 3;
+    std::vector<std::uint8_t> memory(bitmap.pixels.size() * sizeof(Element));
+    auto* const values = reinterpret_cast<Element*>(memory.data());
+    const std::size_t step = planesFirst ? 1 : 3;
+    for (std::size_t channel = 0; channel < 3; ++channel) {
+        const std::array<Element, 256>& row = table[channel];
+        const std::uint8_t* sample = bitmap.pixels.data() + (normalization.blueFirst ? 2 - channel : channel);
+        Element* value = values + (planesFirst ? channel * count : channel);
+        for (std::size_t index = 0; index < count; ++index, sample += 3, value += step) *value = row[*sample];
+    }
+    return memory;
+}
+
+InferenceResult<OwnedTensor> pictureTensor(const ValueDeclaration& input, const Bitmap& bitmap,
+                                           const PictureNormalization& normalization) {
+    const bool planesFirst = input.shape.size() == 4 && input.shape[1] == 3;
+    const auto unfit = [&input](const char* what) {
+        return failure(InferenceError::Code::wrongInput, "input " + input.name + what);
+    };
+    if (input.shape.size() != 4 || (!planesFirst && input.shape[3] != 3)) return unfit(" takes no picture");
     const auto fits = [](std::int64_t declared, int side) { return declared < 0 || declared == side; };
     const std::int64_t height = planesFirst ? input.shape[2] : input.shape[1];
     const std::int64_t width = planesFirst ? input.shape[3] : input.shape[2];
@@ -184,21 +189,28 @@ InferenceResult<OwnedTensor> pictureTensor(const ValueDeclaration& input, const 
         static_cast<std::size_t>(bitmap.width) * static_cast<std::size_t>(bitmap.height) * 3;
     if (bitmap.channels != 3 || bitmap.pixels.size() != count || !fits(height, bitmap.height) ||
         !fits(width, bitmap.width) || input.shape[0] > 1) {
-        return failure(InferenceError::Code::wrongInput,
-                       "input " + input.name + " takes pictures of another size or kind");
+        return unfit(" takes pictures of another size or kind");
     }
-    std::vector<std::uint8_t> memory;
-    memory.reserve(count * 4);
-    if (planesFirst) {
-        for (std::size_t channel = 0; channel < 3; ++channel) {
-            for (std::size_t index = channel; index < count; index += 3) {
-                appendSample(memory, input.type, bitmap.pixels[index]);
-            }
+    const std::vector<std::int64_t> shape =
+        planesFirst ? std::vector<std::int64_t>{1, 3, bitmap.height, bitmap.width}
+                    : std::vector<std::int64_t>{1, bitmap.height, bitmap.width, 3};
+    switch (input.type) {
+        case ElementType::float32:
+            return wrapped(samples<float>(bitmap, normalization, planesFirst), shape, input.type);
+        case ElementType::float64:
+            return wrapped(samples<double>(bitmap, normalization, planesFirst), shape, input.type);
+        case ElementType::float16:
+            return wrapped(samples<Ort::Float16_t>(bitmap, normalization, planesFirst), shape, input.type);
+        case ElementType::uint8: {
+            const PictureNormalization bytes{.blueFirst = normalization.blueFirst};
+            return wrapped(samples<std::uint8_t>(bitmap, bytes, planesFirst), shape, input.type);
         }
-        return wrapped(std::move(memory), {1, 3, bitmap.height, bitmap.width}, input.type);
+        case ElementType::int32:
+        case ElementType::int64:
+        case ElementType::other:
+            break;
     }
-    for (const std::uint8_t sample : bitmap.pixels) appendSample(memory, input.type, sample);
-    return wrapped(std::move(memory), {1, bitmap.height, bitmap.width, 3}, input.type);
+    return unfit(" takes no picture");
 }
 
 InferenceResult<OwnedTensor> numberTensor(const ValueDeclaration& input,
@@ -305,8 +317,11 @@ template <class Runtime>
 class OnnxModel final : public InferenceModel {
 public:
     OnnxModel(std::shared_ptr<Runtime> runtime, const Path& file, ModelMetadata metadata,
-              std::vector<std::string> labels)
-        : runtime_(std::move(runtime)), metadata_(std::move(metadata)), labels_(std::move(labels)) {
+              const PictureNormalization& normalization, std::vector<std::string> labels)
+        : runtime_(std::move(runtime)),
+          metadata_(std::move(metadata)),
+          normalization_(normalization),
+          labels_(std::move(labels)) {
         Ort::SessionOptions options;
         // Photos run side by side, so a single run needs no crowd of threads, and idle ones must not spin.
         options.SetIntraOpNumThreads(1);
@@ -361,7 +376,7 @@ private:
                 return failure(InferenceError::Code::wrongInput, "there is no picture for " + value.name);
             }
             auto tensor = picture != nullptr
-                              ? pictureTensor(*input, **picture)
+                              ? pictureTensor(*input, **picture, normalization_)
                               : numberTensor(*input, std::get<std::vector<std::int32_t>>(value.value));
             if (!tensor) return Unexpected(tensor.error());
             inputNames.push_back(input->name.c_str());
@@ -392,6 +407,7 @@ private:
 
     std::shared_ptr<Runtime> runtime_;
     ModelMetadata metadata_;
+    PictureNormalization normalization_;
     std::vector<std::string> labels_;
     Ort::Session session_{nullptr};
     std::vector<ValueDeclaration> inputs_;
@@ -428,13 +444,15 @@ std::shared_ptr<OnnxInferenceRuntime::Runtime> OnnxInferenceRuntime::runtime() {
 InferenceResult<std::shared_ptr<const InferenceModel>> OnnxInferenceRuntime::load(const Path& folder) {
     auto metadata = readMetadata(folder);
     if (!metadata) return Unexpected(metadata.error());
+    const auto normalization = pictureNormalization(*metadata);
+    if (!normalization) return Unexpected(normalization.error());
     const auto runtime = this->runtime();
     if (runtime == nullptr) return failure(InferenceError::Code::noRuntime, missing_);
     constexpr std::int64_t largestLabelFile = 1 << 20;
     const auto labels = files_.read(folder / "labels.txt", largestLabelFile);
     try {
         return std::shared_ptr<const InferenceModel>(std::make_shared<OnnxModel<Runtime>>(
-            runtime, folder / "model.onnx", std::move(metadata).value(),
+            runtime, folder / "model.onnx", std::move(metadata).value(), *normalization,
             labels ? parseLabels(asText(labels.value())) : std::vector<std::string>()));
     } catch (const std::exception& error) {
         return failure(InferenceError::Code::damaged, error.what());

@@ -195,6 +195,44 @@ TEST_F(OnnxInferenceTest, EveryLayoutAndWidthOfPixelsAndOutputsGivesTheSameNumbe
     }
 }
 
+TEST_F(OnnxInferenceTest, TheKeysOfAModelSayWhichNumbersStandForItsPixels) {
+    using models::ColorModelOptions;
+    using models::OnnxType;
+    const models::Metadata keys = {{"kelvaris.image.mean", "0.4, 0.2, 0"},
+                                   {"kelvaris.image.deviation", "0.5,0.25,0.1"}};
+    models::Metadata blueFirst = keys;
+    blueFirst["kelvaris.image.order"] = "BGR";
+    // The picture is 200, 100, 50.
+    const std::vector<float> scaled = {(200 / 255.0F - 0.4F) / 0.5F, (100 / 255.0F - 0.2F) / 0.25F,
+                                       (50 / 255.0F) / 0.1F};
+    const std::vector<float> turned = {(50 / 255.0F - 0.4F) / 0.5F, scaled[1], (200 / 255.0F) / 0.1F};
+    const std::vector<std::pair<ColorModelOptions, std::vector<float>>> rows = {
+        {{.metadata = keys}, scaled},
+        {{.planesFirst = false, .metadata = keys}, scaled},
+        {{.input = OnnxType::float16, .metadata = keys}, scaled},
+        {{.metadata = blueFirst}, turned},
+        {{.planesFirst = false, .metadata = blueFirst}, turned},
+        {{.metadata = {{"kelvaris.image.mean", "0.5"}}},
+         {200 / 255.0F - 0.5F, 100 / 255.0F - 0.5F, 50 / 255.0F - 0.5F}},
+        {{.metadata = {{"kelvaris.image.deviation", "2"}}}, {200 / 510.0F, 100 / 510.0F, 50 / 510.0F}},
+        {{.metadata = {{"kelvaris.image.order", "BGR"}}}, {50, 100, 200}},
+        {{.input = OnnxType::uint8, .metadata = keys}, {200, 100, 50}},
+        {{.planesFirst = false, .input = OnnxType::uint8, .metadata = blueFirst}, {50, 100, 200}}};
+    for (const auto& [options, wanted] : rows) {
+        const auto outputs = answer(models::meanColorModel(options), options.side);
+        ASSERT_TRUE(outputs) << outputs.error().message;
+        EXPECT_THAT(outputs->front().values, ::testing::Pointwise(::testing::FloatNear(2e-3F), wanted))
+            << &options - &rows.front().first;
+    }
+}
+
+TEST_F(OnnxInferenceTest, AModelWithUnreadableKeysOfItsPicturesDoesNotLoad) {
+    const auto outputs = answer(models::meanColorModel({.metadata = {{"kelvaris.image.mean", "grey"}}}), 32);
+    ASSERT_FALSE(outputs);
+    EXPECT_EQ(outputs.error().code, InferenceError::Code::damaged);
+    EXPECT_THAT(outputs.error().message, ::testing::HasSubstr("kelvaris.image.mean"));
+}
+
 TEST_F(OnnxInferenceTest, TokensReachModelsOfBothDeclaredTypes) {
     std::vector<std::vector<float>> results;
     for (const auto type : {models::OnnxType::int32, models::OnnxType::int64}) {
@@ -265,6 +303,29 @@ TEST(InferenceWithoutRuntimeTest, EveryModelFailsToLoadWithAReason) {
     ASSERT_FALSE(model);
     EXPECT_EQ(model.error().code, InferenceError::Code::noRuntime);
     EXPECT_TRUE(runtime.readMetadata(folder.at("A.mlmodelc")));
+}
+
+TEST(PictureNormalizationTest, WhatCannotBeReadIsNamed) {
+    const auto message = [](const std::string& key, const std::string& value) {
+        const auto read = pictureNormalization({{"kelvaris.image." + key, value}});
+        return read ? std::string("read") : read.error().message;
+    };
+    for (const char* numbers :
+         {"", "0.5,0.5", "1,2,3,4", "1,2,", "0.5;0.5;0.5", "0,5x", "nan", "1,inf,1", "1e999", "0x1"}) {
+        EXPECT_THAT(message("mean", numbers), ::testing::HasSubstr("kelvaris.image.mean")) << numbers;
+        EXPECT_THAT(message("deviation", numbers), ::testing::HasSubstr("kelvaris.image.deviation"))
+            << numbers;
+    }
+    // A channel must not come to nothing, turn round or leave the floats.
+    for (const char* numbers : {"0", "1,0,1", "-0.5", "1e-60"}) {
+        EXPECT_THAT(message("deviation", numbers), ::testing::HasSubstr("kelvaris.image.deviation"))
+            << numbers;
+    }
+    for (const char* order : {"", "rgb", "GBR"}) {
+        EXPECT_THAT(message("order", order), ::testing::HasSubstr("kelvaris.image.order")) << order;
+    }
+    EXPECT_EQ(message("mean", "-1, 0 ,1.5e0"), "read");
+    EXPECT_EQ(message("order", "RGB"), "read");
 }
 
 TEST(OnnxMetadataTest, MalformedFieldsGiveNothing) {

@@ -77,7 +77,7 @@ std::string meanColorModel(const ColorModelOptions& options) {
                    {OnnxAttribute::whole("to", static_cast<int>(OnnxType::float16))});
     }
     graph.output("color", options.halfOutput ? OnnxType::float16 : OnnxType::float32, {1, 3});
-    return onnxModel(graph);
+    return onnxModel(graph, options.metadata);
 }
 
 std::string imageVectorModel(int side, int dimension, std::string_view output) {

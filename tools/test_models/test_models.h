@@ -27,9 +27,10 @@ struct ColorModelOptions {
     bool planesFirst = true;
     OnnxType input = OnnxType::float32;
     bool halfOutput = false;
+    Metadata metadata = {};
 };
 
-/// Answers the mean of each of the three channels, 0 to 255.
+/// Answers the mean of each of the three channels, as they come in.
 std::string meanColorModel(const ColorModelOptions& options = {});
 
 /// Takes a picture and answers a vector of `dimension` numbers that tells pictures apart: fixed
