@@ -80,16 +80,21 @@ std::string meanColorModel(const ColorModelOptions& options) {
     return onnxModel(graph, options.metadata);
 }
 
-std::string imageVectorModel(int side, int dimension, std::string_view output) {
+std::string imageVectorModel(int side, int dimension, std::string_view output, const Metadata& metadata,
+                             bool halfOutput) {
     OnnxGraph graph;
     const std::int64_t size = dimension;
     graph.input("image", OnnxType::float32, {1, 3, side, side});
     addGrid(graph, "image", "grid", side);
     graph.node("Flatten", {"grid"}, {"fields"})
         .constant("mix", {48, size}, weights(48U * static_cast<std::size_t>(dimension), 1))
-        .node("MatMul", {"fields", "mix"}, {std::string(output)})
-        .output(output, OnnxType::float32, {1, size});
-    return onnxModel(graph);
+        .node("MatMul", {"fields", "mix"}, {halfOutput ? "wide" : std::string(output)});
+    if (halfOutput) {
+        graph.node("Cast", {"wide"}, {std::string(output)},
+                   {OnnxAttribute::whole("to", static_cast<int>(OnnxType::float16))});
+    }
+    graph.output(output, halfOutput ? OnnxType::float16 : OnnxType::float32, {1, size});
+    return onnxModel(graph, metadata);
 }
 
 std::string tokenVectorModel(OnnxType type, int count, int dimension) {

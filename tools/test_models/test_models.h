@@ -35,7 +35,8 @@ std::string meanColorModel(const ColorModelOptions& options = {});
 
 /// Takes a picture and answers a vector of `dimension` numbers that tells pictures apart: fixed
 /// combinations of the colours of a grid of 4 by 4 fields.
-std::string imageVectorModel(int side = 224, int dimension = 512, std::string_view output = "embedding");
+std::string imageVectorModel(int side = 224, int dimension = 512, std::string_view output = "embedding",
+                             const Metadata& metadata = {}, bool halfOutput = false);
 
 /// Takes `count` tokens as "input_ids" of that type, and answers "embedding": a fixed combination of
 /// the tokens for each of its `dimension` numbers.
