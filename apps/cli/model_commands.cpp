@@ -2,8 +2,10 @@
 
 #include <fmt/format.h>
 
+#include "analysis/model_check.h"
 #include "command.h"
 #include "models/archive_report.h"
+#include "platform_linux/onnx_inference.h"
 #include "session.h"
 #include "texts.h"
 #include "vocabulary/json_record.h"
@@ -18,6 +20,9 @@ struct ModelArguments {
 };
 struct ArchiveArguments {
     std::string archive;
+};
+struct FolderArguments {
+    std::string folder;
 };
 
 ModelID modelNamed(const std::string& word) {
@@ -130,6 +135,28 @@ void enableModel(Session& session, const ModelArguments& arguments, bool isEnabl
                    fmt::format("{} is {}", modelFacts(id).name, isEnabled ? "on" : "off"));
 }
 
+void checkModels(Session& session, const FolderArguments& arguments) {
+    const Path folder = session.system().absolutePath(Path(arguments.folder));
+    OnnxInferenceRuntime runtime(session.system().files());
+    if (const auto reason = runtime.missingReason()) throw CommandFailure("No model can run: " + *reason);
+    const ModelCheckReport report = checkModelFolder(runtime, folder, session.system().main().clock());
+    const std::size_t failures = report.count(CheckVerdict::fails);
+    const std::size_t warnings = report.count(CheckVerdict::warns);
+    Json findings = Json::array();
+    std::vector<std::vector<std::string>> rows = {{"MODEL", "", "FINDING"}};
+    for (const CheckRow& row : report.rows) {
+        const std::string_view verdict = rawValue(row.verdict);
+        findings.push_back(Json{{"model", row.subject}, {"verdict", verdict}, {"text", row.text}});
+        rows.push_back({row.subject, std::string(verdict), row.text});
+    }
+    const std::string summary = fmt::format("{} findings fit, {} warn, {} fail",
+                                            report.count(CheckVerdict::fits), warnings, failures);
+    session.answer(
+        Json{{"fits", report.fits()}, {"warnings", warnings}, {"failures", failures}, {"findings", findings}},
+        table(rows) + summary);
+    if (!report.fits()) throw CommandFailure(fmt::format("{}: {}", arguments.folder, summary));
+}
+
 void inspectModelArchive(Session& session, const ArchiveArguments& arguments) {
     const auto mapped = session.system().files().map(session.system().absolutePath(Path(arguments.archive)));
     if (!mapped) throw CommandFailure(fmt::format("{}: {}", arguments.archive, mapped.error().message));
@@ -157,6 +184,13 @@ void addModelCommands(CommandTable& table) {
     table.add<NoArguments>(models, "list", "Which models there are", reads, declareNothing, listModels);
     table.add<ArchiveArguments>(models, "install", "Install a local archive (.tar.gz)", writes,
                                 declareArchive, installArchive);
+    table.add<FolderArguments>(
+        models, "check", "Try exported models: one, a model's folder, or a folder of those",
+        [](const FolderArguments&) { return Access::none; },
+        [](CLI::App& command, FolderArguments& arguments) {
+            command.add_option("FOLDER", arguments.folder)->required();
+        },
+        checkModels);
     table.add<ModelArguments>(models, "download", "Fetch and install a model", writes, declareModel,
                               download);
     table.add<NoArguments>(models, "update", "Fetch newer versions", writes, declareNothing, updateModels);

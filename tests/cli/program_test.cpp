@@ -290,5 +290,21 @@ TEST_F(ProgramTest, VerifyFindsWhatIsTornAndChangesNothing) {
     EXPECT_EQ(answer({"rolls"}).size(), 1u) << "the backup stands in";
 }
 
+TEST_F(ProgramTest, ModelsThatDoNotFitAreToldLineByLine) {
+    const fs::path model = emptyFolder() / "NIMA.mlmodelc";
+    fs::create_directories(model);
+    std::ofstream(model / "model.onnx") << "no model";
+    const Outcome outcome = run({"--json", "models", "check", model.string()});
+    EXPECT_EQ(outcome.status, 1);
+    if (outcome.errors.find("No model can run") != std::string::npos) GTEST_SKIP() << outcome.errors;
+    EXPECT_THAT(outcome.errors, HasSubstr("1 fail"));
+    const json report = json::parse(outcome.output);
+    EXPECT_EQ(report["fits"], false);
+    EXPECT_EQ(report["findings"][0]["model"], "NIMA.mlmodelc");
+    EXPECT_EQ(report["findings"][0]["verdict"], "fails");
+    EXPECT_THAT(run({"models", "check", emptyFolder().string() + "/.."}).output,
+                HasSubstr("holds no model.onnx"));
+}
+
 }  // namespace
 }  // namespace kelvaris::cli
