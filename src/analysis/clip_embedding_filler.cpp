@@ -10,7 +10,7 @@ constexpr std::size_t batchSize = 16;
 
 }  // namespace
 
-void ClipEmbeddingFiller::ensureCLIPEmbeddings(const PhotoList& photos) {
+void ClipEmbeddingFiller::ensureCLIPEmbeddings(const PhotoList& photos, std::function<void()> onStored) {
     if (!embedder_.isEnabled()) return;
     std::vector<PhotoSnapshot> snapshots;
     for (const PhotoPointer& photo : photos) {
@@ -21,13 +21,13 @@ void ClipEmbeddingFiller::ensureCLIPEmbeddings(const PhotoList& photos) {
     log::info(category, "Generating CLIP embeddings for {} photos (deferred)", snapshots.size());
     queue_.add(
         [this, snapshots = std::move(snapshots), &embedder = embedder_, &main = main_,
-         cancellation = cancellation_, alive = lifetime_.weak()] {
+         onStored = std::move(onStored), cancellation = cancellation_, alive = lifetime_.weak()] {
             Batch batch;
             std::size_t created = 0;
             const auto hand = [&] {
                 if (batch.empty()) return;
-                main.post([this, alive, batch = std::make_shared<Batch>(std::move(batch))] {
-                    if (alive.lock()) apply(std::move(*batch));
+                main.post([this, alive, onStored, batch = std::make_shared<Batch>(std::move(batch))] {
+                    if (alive.lock() && apply(std::move(*batch)) && onStored) onStored();
                 });
                 batch.clear();
             };
@@ -55,12 +55,17 @@ void ClipEmbeddingFiller::ensureCLIPEmbeddings(const PhotoList& photos) {
         OperationPriority::veryLow);
 }
 
-void ClipEmbeddingFiller::apply(Batch batch) {
+bool ClipEmbeddingFiller::apply(Batch batch) {
+    bool hasWritten = false;
     for (auto& [snapshot, vector] : batch) {
         clipInFlightIDs_.erase(snapshot.id);
         if (!vector) continue;
-        if (const PhotoPointer photo = snapshot.current()) photo->setClipEmbedding(std::move(*vector));
+        const PhotoPointer photo = snapshot.current();
+        if (!photo) continue;
+        photo->setClipEmbedding(std::move(*vector));
+        hasWritten = true;
     }
+    return hasWritten;
 }
 
 }  // namespace kelvaris

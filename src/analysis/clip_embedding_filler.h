@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <unordered_set>
 #include <utility>
@@ -27,12 +28,14 @@ public:
 
     /// Takes every photo without a vector that is not being worked on; nothing when the model is off.
     /// Vectors are written in batches, each to a photo that is still as it was.
-    void ensureCLIPEmbeddings(const PhotoList& photos);
+    /// @param onStored called after a batch of which something was written; may be empty.
+    void ensureCLIPEmbeddings(const PhotoList& photos, std::function<void()> onStored = {});
 
 private:
     using Batch = std::vector<std::pair<PhotoSnapshot, std::optional<std::vector<float>>>>;
 
-    void apply(Batch batch);
+    /// @return whether anything was written.
+    bool apply(Batch batch);
 
     ImageEmbedder& embedder_;
     OperationQueue& queue_;

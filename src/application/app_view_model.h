@@ -75,6 +75,7 @@ public:
     /// The start in its order: the rolls of the vault, the preferences file, then, for a screen, sidebar
     /// thumbnails, background analysis and the search for moved folders.
     void start(StartMode mode);
+    StartMode startMode() const { return startMode_; }
     /// Brings back every roll of the vault; those whose folder cannot be reached come back disconnected.
     void restoreRolls(StartMode mode);
     /// Lets the user pick folders and opens them.
@@ -120,6 +121,8 @@ public:
     /// Takes the roll and all that the vault holds of it away; the scans stay.
     void removeRoll(const RollPointer& roll);
     void removeDisconnectedRolls();
+    /// Loads the thumbnails of these photos of the roll, which are about to be shown.
+    void loadThumbnails(const FilmRoll& roll, const PhotoList& photos);
     std::optional<RenameError> validateRollName(const std::string& name, const FilmRoll& roll) const;
     /// Renames the roll and its folder on disk.
     std::optional<RenameError> renameRoll(const RollPointer& roll, const std::string& name);

@@ -84,6 +84,11 @@ void AppViewModel::loadSidebarThumbnails(const FilmRoll& roll) {
                                                      roll.isCloudHosted());
 }
 
+void AppViewModel::loadThumbnails(const FilmRoll& roll, const PhotoList& photos) {
+    services_.library.analysis.loadSidebarThumbnails(photos, roll.id(), static_cast<int>(photos.size()),
+                                                     roll.isCloudHosted());
+}
+
 void AppViewModel::openFolder() {
     PickerRequest request;
     request.message = "Select folders of scanned photos";

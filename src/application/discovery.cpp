@@ -25,8 +25,13 @@ public:
 
 namespace {
 
-/// Work on pictures for searches, which a user waits for; deferred vectors go one after the other beside.
+/// Searches that end within a moment, one after the other.
 constexpr std::string_view searchQueueName = "com.kelvaris.discovery";
+/// Walks that may have to look at every picture of the library, and groupings. Beside them there must be
+/// room for the preparation of the search that will replace them.
+constexpr std::string_view walkQueueName = "com.kelvaris.discovery.walks";
+constexpr int walkQueueWidth = 4;
+/// Deferred vectors.
 constexpr std::string_view vectorQueueName = "com.kelvaris.discovery.vectors";
 
 }  // namespace
@@ -37,16 +42,33 @@ Discovery::Discovery(AppViewModel& app, const Language& language, const WordSimi
       missingImages_(std::make_unique<MissingImageModel>()),
       missingFaces_(std::make_unique<MissingFaceModel>()),
       queue_(queues.makeQueue(std::string(searchQueueName), 1)),
+      walkQueue_(queues.makeQueue(std::string(walkQueueName), walkQueueWidth)),
       vectorQueue_(queues.makeQueue(std::string(vectorQueueName), 1)),
       filler_(models.images ? *models.images : *missingImages_, *vectorQueue_, main),
-      stripSearch_({main, *queue_, language, words, models.text, &filler_}),
-      rollListSearch_(*this, {main, *queue_, language, words, models.text, &filler_}),
+      stripSearch_(environment(language, words, models.text, main)),
+      rollListSearch_(*this, environment(language, words, models.text, main)),
       similarPhotos_(*this, *queue_, main),
-      sceneSearch_(*this, models.images ? *models.images : *missingImages_, *queue_, main),
-      faceSearch_(*this, models.faces ? *models.faces : *missingFaces_, *queue_, main),
-      faceGroups_(*this, app.preferences(), &app.undoStack(), *queue_, main) {}
+      sceneSearch_(*this, models.images ? *models.images : *missingImages_, *walkQueue_, main),
+      faceSearch_(*this, models.faces ? *models.faces : *missingFaces_, *walkQueue_, main),
+      faceGroups_(*this, app.preferences(), &app.undoStack(), *walkQueue_, main) {}
 
 Discovery::~Discovery() = default;
+
+SearchEnvironment Discovery::environment(const Language& language, const WordSimilarity* words,
+                                         TextEmbedder* text, MainQueue& main) {
+    return {.main = main,
+            .queue = *queue_,
+            .language = language,
+            .words = words,
+            .textEmbedder = text,
+            // A command is over before the vectors that it would defer are made.
+            .filler = app_.startMode() == StartMode::screen ? &filler_ : nullptr,
+            .scheduleSave = [this](FilmRoll& roll) { scheduleSave(roll); }};
+}
+
+void Discovery::loadThumbnails(const FilmRoll& roll, const PhotoList& photos) {
+    if (app_.startMode() == StartMode::screen) app_.loadThumbnails(roll, photos);
+}
 
 void Discovery::navigate(RollID id, std::optional<PhotoID> photo) {
     const RollPointer roll = app_.roll(id);

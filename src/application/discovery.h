@@ -35,7 +35,7 @@ public:
     SceneSearch& sceneSearch() { return sceneSearch_; }
     FaceSearch& faceSearch() { return faceSearch_; }
     FaceGroups& faceGroups() { return faceGroups_; }
-    /// Where the searches run, one after the other.
+    /// Where the searches by words run, one after the other.
     OperationQueue& queue() { return *queue_; }
 
 private:
@@ -43,6 +43,9 @@ private:
     RollPointer activeRoll() const override { return app_.activeRoll(); }
     void navigate(RollID roll, std::optional<PhotoID> photo) override;
     void scheduleSave(FilmRoll& roll) override { app_.scheduleSave(roll.shared_from_this()); }
+    void loadThumbnails(const FilmRoll& roll, const PhotoList& photos) override;
+    SearchEnvironment environment(const Language& language, const WordSimilarity* words, TextEmbedder* text,
+                                  MainQueue& main);
 
     class MissingImageModel;
     class MissingFaceModel;
@@ -51,6 +54,7 @@ private:
     std::unique_ptr<ImageEmbedder> missingImages_;
     std::unique_ptr<FaceFinder> missingFaces_;
     std::unique_ptr<OperationQueue> queue_;
+    std::unique_ptr<OperationQueue> walkQueue_;
     std::unique_ptr<OperationQueue> vectorQueue_;
     ClipEmbeddingFiller filler_;
     StripSearch stripSearch_;

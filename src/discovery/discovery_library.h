@@ -8,6 +8,14 @@
 
 namespace kelvaris {
 
+/// The photo of that id in the roll, or null.
+inline PhotoPointer photoOf(const FilmRoll& roll, PhotoID id) {
+    for (const PhotoPointer& each : roll.photos()) {
+        if (each->id() == id) return each;
+    }
+    return nullptr;
+}
+
 /// The library as the searches see it, which lives above them. Main thread.
 class DiscoveryLibrary {
 public:
@@ -21,6 +29,8 @@ public:
     virtual void navigate(RollID roll, std::optional<PhotoID> photo) = 0;
     /// What analysis found about a photo of the roll has changed.
     virtual void scheduleSave(FilmRoll& roll) = 0;
+    /// A screen is about to show these photos of the roll.
+    virtual void loadThumbnails(const FilmRoll& roll, const PhotoList& photos) = 0;
 
     RollPointer roll(RollID id) const {
         for (const RollPointer& each : rolls()) {
@@ -28,14 +38,13 @@ public:
         }
         return nullptr;
     }
-};
-
-/// The photo of that id in the roll, or null.
-inline PhotoPointer photoOf(const FilmRoll& roll, PhotoID id) {
-    for (const PhotoPointer& each : roll.photos()) {
-        if (each->id() == id) return each;
+    /// The roll that holds the photo, or null.
+    RollPointer rollOf(PhotoID id) const {
+        for (const RollPointer& each : rolls()) {
+            if (photoOf(*each, id)) return each;
+        }
+        return nullptr;
     }
-    return nullptr;
-}
+};
 
 }  // namespace kelvaris

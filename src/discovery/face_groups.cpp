@@ -43,8 +43,14 @@ FaceGroups::FaceGroups(DiscoveryLibrary& library, UserPreferences& preferences, 
                        OperationQueue& queue, MainQueue& main)
     : library_(library), preferences_(preferences), undoStack_(undoStack), queue_(queue), main_(main) {}
 
+FaceGroups::~FaceGroups() {
+    if (cancellation_) cancellation_->cancel();
+}
+
 void FaceGroups::refresh() {
     groupingGeneration_ = RunStamp::random();
+    if (cancellation_) cancellation_->cancel();
+    cancellation_ = std::make_shared<AnalysisCancellation>();
     assign(FaceGroupsField::isGrouping, isGrouping_, true);
     const auto photos = std::make_shared<std::vector<FacePhoto>>();
     const auto isCurrent = [this, generation = groupingGeneration_, alive = lifetime_.weak()] {
@@ -63,7 +69,9 @@ void FaceGroups::refresh() {
         },
         [this, photos, isCurrent] {
             if (!isCurrent()) return;
-            queue_.add([this, photos, isCurrent, edits = preferences_.faceGroupingEdits(), &main = main_] {
+            queue_.add([this, photos, isCurrent, edits = preferences_.faceGroupingEdits(),
+                        cancellation = cancellation_, &main = main_] {
+                if (cancellation->isCancelled()) return;
                 auto groups = std::make_shared<const std::vector<SuggestedFaceGroup>>(
                     FaceGroupingService::groups(indexed(*photos), edits, FaceGroupingService::threshold));
                 main.post([this, groups = std::move(groups), isCurrent] {
@@ -108,17 +116,15 @@ bool FaceGroups::correct(std::string label, FaceGroupingEdits edits) {
     FaceGroupingEdits before = preferences_.faceGroupingEdits();
     if (edits == before) return false;
     replaceEdits(edits);
-    if (undoStack_) {
-        undoStack_->push({.label = std::move(label),
-                          .undo =
-                              [this, before = std::move(before), alive = lifetime_.weak()] {
-                                  if (alive.lock()) replaceEdits(before);
-                              },
-                          .redo =
-                              [this, after = std::move(edits), alive = lifetime_.weak()] {
-                                  if (alive.lock()) replaceEdits(after);
-                              }});
-    }
+    if (!undoStack_) return true;
+    // The corrections outlive the screen that made them, and so does taking them back.
+    const auto replace = [this, &preferences = preferences_, alive = lifetime_.weak()](const auto& other) {
+        preferences.setFaceGroupingEdits(other);
+        if (alive.lock()) refresh();
+    };
+    undoStack_->push({.label = std::move(label),
+                      .undo = [replace, before = std::move(before)] { replace(before); },
+                      .redo = [replace, after = std::move(edits)] { replace(after); }});
     return true;
 }
 

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "analysis/analysis_cancellation.h"
 #include "base/lifetime.h"
 #include "base/observable.h"
 #include "base/operation_queue.h"
@@ -21,9 +22,11 @@ enum class FaceGroupsField { groups, isGrouping };
 /// Main thread; the grouping runs on the queue.
 class FaceGroups : public Observable<FaceGroupsField> {
 public:
-    /// All must outlive the object, the queue also its work. @param undoStack may be null.
+    /// All must outlive the object, the queue also its work, and the preferences the undo stack's steps.
+    /// @param undoStack may be null.
     FaceGroups(DiscoveryLibrary& library, UserPreferences& preferences, UndoStack* undoStack,
                OperationQueue& queue, MainQueue& main);
+    ~FaceGroups();
 
     /// Groups all faces anew; a running grouping is replaced. The groups stay until the new ones are there.
     void refresh();
@@ -53,6 +56,7 @@ private:
     Groups groups_ = std::make_shared<std::vector<SuggestedFaceGroup>>();
     bool isGrouping_ = false;
     RunStamp groupingGeneration_;
+    AnalysisCancellationPointer cancellation_;
     Lifetime lifetime_;
 };
 

@@ -9,17 +9,6 @@
 #include "discovery/roll_walk.h"
 
 namespace kelvaris {
-namespace {
-
-std::optional<RollID> rollOf(const DiscoveryLibrary& library, PhotoID photo) {
-    for (const RollPointer& roll : library.rolls()) {
-        if (photoOf(*roll, photo)) return roll->id();
-    }
-    return std::nullopt;
-}
-
-}  // namespace
-
 std::string FaceSearchState::statusText() const {
     if (isSearching) return "Looking for this face";
     return matches.empty() ? "No similar faces found across your rolls." : "";
@@ -45,7 +34,16 @@ std::optional<FaceRegion> faceAtPoint(ImagePoint point, std::span<const FaceRegi
 FaceSearch::FaceSearch(DiscoveryLibrary& library, FaceFinder& finder, OperationQueue& queue, MainQueue& main)
     : library_(library), finder_(finder), queue_(queue), main_(main) {}
 
-FaceSearch::~FaceSearch() { cancelSearch(); }
+FaceSearch::~FaceSearch() {
+    supersedePreparation();
+    cancelSearch();
+}
+
+void FaceSearch::supersedePreparation() {
+    facePreparationID_.reset();
+    if (preparationCancellation_) preparationCancellation_->cancel();
+    preparationCancellation_ = std::make_shared<AnalysisCancellation>();
+}
 
 void FaceSearch::cancelSearch() {
     if (faceSearchCancellation_) faceSearchCancellation_->cancel();
@@ -62,6 +60,7 @@ void FaceSearch::setPick(std::optional<PendingFacePick> pick) {
 }
 
 void FaceSearch::findSimilarFaces(const PhotoPointer& photo, std::optional<ImagePoint> cursorImagePoint) {
+    supersedePreparation();
     facePreparationID_ = RunStamp::random();
     setPick(std::nullopt);
     if (!finder_.isEnabled()) {
@@ -72,7 +71,9 @@ void FaceSearch::findSimilarFaces(const PhotoPointer& photo, std::optional<Image
     const bool isCurrentAnalysis = reference.hasCurrentAnalysis();
     setMessage(isCurrentAnalysis ? std::nullopt : std::optional(std::string(findingFacesText)));
     queue_.add([this, reference, isCurrentAnalysis, cursorImagePoint, preparationID = facePreparationID_,
-                &finder = finder_, &main = main_, alive = lifetime_.weak()] {
+                cancellation = preparationCancellation_, &finder = finder_, &main = main_,
+                alive = lifetime_.weak()] {
+        if (cancellation->isCancelled()) return;
         const bool isLoaded = finder.load();
         std::optional<std::vector<FaceRegion>> found;
         if (isLoaded && !isCurrentAnalysis) {
@@ -90,8 +91,9 @@ void FaceSearch::findSimilarFaces(const PhotoPointer& photo, std::optional<Image
                 return;
             }
             if (found) {
-                if (const auto roll = rollOf(library_, live->id()))
-                    saveFaceAnalysis(*roll, reference, *found);
+                if (const RollPointer roll = library_.rollOf(live->id())) {
+                    saveFaceAnalysis(roll->id(), reference, *found);
+                }
             }
             const PhotoItem::FaceRegions stored = reference.snapshot.faceRegions;
             regionsFound(live, cursorImagePoint,
@@ -122,6 +124,7 @@ void FaceSearch::regionsFound(const PhotoPointer& photo, std::optional<ImagePoin
 }
 
 void FaceSearch::findSimilarFaces(const PhotoPointer& photo, const FaceRegion& face) {
+    supersedePreparation();
     setPick(std::nullopt);
     if (!finder_.isEnabled()) {
         setMessage(std::string(modelMissingText));
@@ -165,11 +168,9 @@ void FaceSearch::run(RunStamp searchID, PhotoID source, std::vector<float> embed
         .onProgressUpdate = whenCurrent([this](std::vector<FaceMatch> matches, DiscoveryProgress progress) {
             update(std::move(matches), progress, true);
         }),
-        .onFreshAnalysis =
-            whenCurrent([this](const std::vector<FaceSimilarityService::FreshAnalysis>& batch) {
-                for (const auto& fresh : batch)
-                    saveFaceAnalysis(fresh.rollID, fresh.reference, fresh.regions);
-            }),
+        .onFresh = whenCurrent([this](const std::vector<FaceSimilarityService::FreshAnalysis>& batch) {
+            for (const auto& fresh : batch) saveFaceAnalysis(fresh.rollID, fresh.reference, fresh.regions);
+        }),
         .onComplete = whenCurrent([this](std::vector<FaceMatch> matches, DiscoveryProgress progress) {
             update(std::move(matches), progress, false);
         }),
@@ -180,14 +181,25 @@ void FaceSearch::run(RunStamp searchID, PhotoID source, std::vector<float> embed
                     },
                     main_),
                 embedding = std::move(embedding), source, rolls = std::move(rolls),
-                callbacks = std::move(callbacks), cancellation = faceSearchCancellation_] {
+                callbacks = std::move(callbacks), cancellation = faceSearchCancellation_, &finder = finder_,
+                onMissingModel = whenCurrent([this] { modelMissing(); }), &main = main_] {
+        if (!finder.load()) {
+            main.post(onMissingModel);
+            return;
+        }
         service.findSimilarFaces(embedding, source, rolls, FaceSimilarityService::threshold, callbacks,
                                  *cancellation);
     });
 }
 
+void FaceSearch::modelMissing() {
+    result_.reset();
+    notify(FaceSearchField::faceSearchResult);
+    setMessage(std::string(modelMissingText));
+}
+
 void FaceSearch::saveFaceAnalysis(RollID rollID, const FaceRollRef::FacePhotoRef& reference,
-                                  const std::vector<FaceRegion>& regions) {
+                                  const PhotoItem::FaceRegions& regions) {
     const RollPointer roll = library_.roll(rollID);
     const PhotoPointer photo = reference.current();
     if (!roll || !photo || photoOf(*roll, photo->id()) != photo) return;
@@ -211,7 +223,7 @@ void FaceSearch::selectFaceMatch(const FaceMatch& match) {
 }
 
 void FaceSearch::dismissFaceSearch() {
-    facePreparationID_.reset();
+    supersedePreparation();
     cancelSearch();
     setMessage(std::nullopt);
     setPick(std::nullopt);

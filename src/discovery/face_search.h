@@ -89,11 +89,13 @@ private:
                       const std::vector<FaceRegion>& regions);
     void run(RunStamp searchID, PhotoID source, std::vector<float> embedding, FaceRolls rolls);
     void saveFaceAnalysis(RollID rollID, const FaceRollRef::FacePhotoRef& reference,
-                          const std::vector<FaceRegion>& regions);
+                          const PhotoItem::FaceRegions& regions);
     bool isCurrent(RunStamp searchID) const { return result_ && result_->searchID == searchID; }
     void update(std::vector<FaceMatch> matches, DiscoveryProgress progress, bool isSearching);
     void setMessage(std::optional<std::string> message);
     void setPick(std::optional<PendingFacePick> pick);
+    void modelMissing();
+    void supersedePreparation();
     void cancelSearch();
 
     DiscoveryLibrary& library_;
@@ -101,6 +103,7 @@ private:
     OperationQueue& queue_;
     MainQueue& main_;
     std::optional<RunStamp> facePreparationID_;
+    AnalysisCancellationPointer preparationCancellation_;
     std::optional<FaceSearchState> result_;
     std::optional<std::string> message_;
     std::optional<PendingFacePick> pick_;

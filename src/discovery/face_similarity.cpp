@@ -1,12 +1,11 @@
 #include "discovery/face_similarity.h"
 
-#include <algorithm>
 #include <cmath>
+#include <unordered_map>
 #include <utility>
 
 #include "analysis/face_vectors.h"
 #include "base/vector_math.h"
-#include "discovery/match_list.h"
 
 namespace kelvaris {
 
@@ -39,50 +38,21 @@ void FaceSimilarityService::findSimilarFaces(std::span<const float> embedding, P
                                              const FaceRolls& rolls, float threshold,
                                              const Callbacks& callbacks,
                                              const AnalysisCancellation& cancellation) const {
-    DiscoveryProgress progress;
-    for (const FaceRollRef& roll : *rolls) {
-        for (const auto& photo : roll.photos) progress.total += photo.snapshot.id == excludingPhotoID ? 0 : 1;
-    }
-    std::vector<FaceMatch> matches;
-    std::vector<FreshAnalysis> fresh;
-    BatchPacer pacer(main_.clock());
-    const auto handFresh = [&] {
-        if (fresh.empty()) return;
-        main_.post([report = callbacks.onFreshAnalysis, batch = std::exchange(fresh, {})] { report(batch); });
-    };
-    for (const FaceRollRef& roll : *rolls) {
-        for (const auto& photo : roll.photos) {
-            if (photo.snapshot.id == excludingPhotoID) continue;
-            if (cancellation.isCancelled()) {
-                handFresh();
-                return;
-            }
-            ++progress.processed;
-            PhotoItem::FaceRegions regions = photo.snapshot.faceRegions;
-            if (!photo.hasCurrentAnalysis()) {
-                auto found = faceRegionsProvider_(photo.snapshot.sourceURL, photo.snapshot.rotation);
-                if (!found) {
-                    ++progress.failed;
-                    continue;
-                }
-                regions = std::move(*found);
-                fresh.push_back({roll.id, photo, *regions});
-            }
-            auto match = bestMatch(embedding, photo.snapshot, *regions, roll, threshold);
-            if (match) matches.push_back(std::move(*match));
-            if ((match || !fresh.empty()) && pacer.isDue()) {
-                handFresh();
-                sortBySimilarity(matches);
-                main_.post(
-                    [report = callbacks.onProgressUpdate, matches, progress] { report(matches, progress); });
-            }
+    const auto visit = [&](const FaceRollRef& roll, const FaceRollRef::FacePhotoRef& photo) {
+        const PhotoSnapshot& snapshot = photo.snapshot;
+        VisitedPhoto<FaceMatch, FreshAnalysis> visited;
+        PhotoItem::FaceRegions regions = snapshot.faceRegions;
+        if (!photo.hasCurrentAnalysis()) {
+            auto found = faceRegionsProvider_(snapshot.sourceURL, snapshot.rotation);
+            visited.isReadable = found.has_value();
+            if (!found) return visited;
+            regions = std::move(*found);
+            visited.fresh = FreshAnalysis{roll.id, photo, regions};
         }
-    }
-    handFresh();
-    sortBySimilarity(matches);
-    main_.post([report = callbacks.onComplete, matches = std::move(matches), progress] {
-        report(matches, progress);
-    });
+        visited.match = bestMatch(embedding, snapshot, *regions, roll, threshold);
+        return visited;
+    };
+    walkForMatches(*rolls, excludingPhotoID, callbacks, cancellation, main_, visit);
 }
 
 std::optional<FaceMatch> FaceSimilarityService::bestMatch(std::span<const float> embedding,
@@ -107,14 +77,11 @@ std::optional<FaceMatch> FaceSimilarityService::bestMatch(std::span<const float>
 std::vector<FaceMatchSection> FaceSimilarityService::grouped(std::span<const FaceMatch> matches,
                                                              bool showAllPossible) {
     std::vector<FaceMatchSection> sections;
+    std::unordered_map<RollID, std::size_t> sectionOf;
     for (FaceMatch& match : visibleOf(matches, strongThreshold, possibleLimit, showAllPossible)) {
-        auto section = std::find_if(sections.begin(), sections.end(), [&](const FaceMatchSection& each) {
-            return each.rollID == match.rollID;
-        });
-        if (section == sections.end()) {
-            section = sections.insert(sections.end(), {match.rollID, match.rollName, {}});
-        }
-        section->matches.push_back(std::move(match));
+        const auto [section, isNew] = sectionOf.emplace(match.rollID, sections.size());
+        if (isNew) sections.push_back({match.rollID, match.rollName, {}});
+        sections[section->second].matches.push_back(std::move(match));
     }
     return sections;
 }

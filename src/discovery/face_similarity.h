@@ -10,7 +10,7 @@
 #include "analysis/analysis_cancellation.h"
 #include "analysis/photo_snapshot.h"
 #include "base/main_queue.h"
-#include "discovery/discovery_progress.h"
+#include "discovery/match_walk.h"
 #include "library/film_roll.h"
 
 namespace kelvaris {
@@ -75,25 +75,16 @@ public:
     struct FreshAnalysis {
         RollID rollID;
         FaceRollRef::FacePhotoRef reference;
-        std::vector<FaceRegion> regions;
+        PhotoItem::FaceRegions regions;
     };
 
-    /// What the walk tells. Called on the main thread.
-    struct Callbacks {
-        /// The matches so far, most similar first: a few times a second.
-        std::function<void(std::vector<FaceMatch>, DiscoveryProgress)> onProgressUpdate;
-        /// In batches with the progress, and before it.
-        std::function<void(std::vector<FreshAnalysis>)> onFreshAnalysis;
-        /// The final matches; not called after a cancellation.
-        std::function<void(std::vector<FaceMatch>, DiscoveryProgress)> onComplete;
-    };
+    using Callbacks = MatchWalkCallbacks<FaceMatch, FreshAnalysis>;
 
     /// The main queue must outlive the walks.
     FaceSimilarityService(FaceRegionsProvider faceRegionsProvider, MainQueue& main)
         : faceRegionsProvider_(std::move(faceRegionsProvider)), main_(main) {}
 
-    /// Runs on the caller's thread, a worker, until the end or the cancellation. Photos without current
-    /// analysis are analysed on the way; those that cannot be read count as failed.
+    /// Walks as walkForMatches does. Photos without current analysis are analysed on the way.
     void findSimilarFaces(std::span<const float> embedding, PhotoID excludingPhotoID, const FaceRolls& rolls,
                           float threshold, const Callbacks& callbacks,
                           const AnalysisCancellation& cancellation) const;

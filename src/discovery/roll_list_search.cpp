@@ -1,5 +1,6 @@
 #include "discovery/roll_list_search.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "discovery/discovery_progress.h"
@@ -65,7 +66,7 @@ void RollListSearch::performSearch(const std::string& typed) {
         [this, rolls, searchID = searchID_, alive = lifetime_.weak()](const RollPointer& roll) {
             if (!alive.lock() || searchID != searchID_) return false;
             const PhotoList photos = searchedPhotos(*roll);
-            if (environment_.filler) environment_.filler->ensureCLIPEmbeddings(photos);
+            environment_.ensureEmbeddings(roll, photos);
             rolls->push_back(values_.of(*roll, photos));
             return true;
         },
@@ -139,6 +140,7 @@ void RollListSearch::publish(RunStamp searchID, const std::vector<RollMatch>& ba
     if (isFirst) {
         rollMatchCounts_.clear();
         rollMatchPhotos_.clear();
+        thumbnailsLeft_ = thumbnailLimit;
     }
     std::unordered_map<RollID, RollPointer> live;
     for (const RollPointer& roll : library_.rolls()) live.emplace(roll->id(), roll);
@@ -152,11 +154,19 @@ void RollListSearch::publish(RunStamp searchID, const std::vector<RollMatch>& ba
             if (const auto photo = photos.find(id); photo != photos.end()) found.push_back(photo->second);
         }
         if (found.empty()) continue;
+        loadThumbnails(*roll->second, found);
         rollMatchCounts_[match.roll] = static_cast<int>(found.size());
         rollMatchPhotos_[match.roll] = std::move(found);
     }
     notify(RollListSearchField::rollMatches);
     if (isLast) assign(RollListSearchField::isSearching, isSearching_, false);
+}
+
+void RollListSearch::loadThumbnails(const FilmRoll& roll, const PhotoList& photos) {
+    const std::size_t count = std::min(photos.size(), thumbnailsLeft_);
+    if (count == 0) return;
+    thumbnailsLeft_ -= count;
+    library_.loadThumbnails(roll, {photos.begin(), photos.begin() + static_cast<std::ptrdiff_t>(count)});
 }
 
 }  // namespace kelvaris

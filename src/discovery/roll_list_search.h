@@ -25,6 +25,9 @@ enum class RollListSearchField {
 class RollListSearch : public Observable<RollListSearchField> {
 public:
     static constexpr std::chrono::milliseconds debounce{150};
+    /// How many found photos get their thumbnails: a word may find a whole library, whose pictures would
+    /// fill the memory.
+    static constexpr std::size_t thumbnailLimit = 500;
 
     RollListSearch(DiscoveryLibrary& library, SearchEnvironment environment);
     ~RollListSearch();
@@ -62,6 +65,7 @@ private:
 
     void run(RunStamp searchID, const SearchQuery& query, std::vector<SearchableRollPointer> rolls);
     void publish(RunStamp searchID, const std::vector<RollMatch>& batch, bool isFirst, bool isLast);
+    void loadThumbnails(const FilmRoll& roll, const PhotoList& photos);
     void cancel();
 
     DiscoveryLibrary& library_;
@@ -74,6 +78,7 @@ private:
     bool isSearching_ = false;
     std::unordered_map<RollID, int> rollMatchCounts_;
     std::unordered_map<RollID, PhotoList> rollMatchPhotos_;
+    std::size_t thumbnailsLeft_ = 0;
     RunStamp searchID_;
     AnalysisCancellationPointer cancellation_;
     TimerHandle debounceTask_;

@@ -21,21 +21,32 @@ SceneSearch::SceneSearch(DiscoveryLibrary& library, ImageEmbedder& embedder, Ope
                          MainQueue& main)
     : library_(library), embedder_(embedder), queue_(queue), main_(main) {}
 
-SceneSearch::~SceneSearch() { cancelSearch(); }
+SceneSearch::~SceneSearch() {
+    supersedePreparation();
+    cancelSearch();
+}
+
+void SceneSearch::supersedePreparation() {
+    scenePreparationID_ = RunStamp::random();
+    if (preparationCancellation_) preparationCancellation_->cancel();
+    preparationCancellation_ = std::make_shared<AnalysisCancellation>();
+}
 
 void SceneSearch::cancelSearch() {
     if (sceneSearchCancellation_) sceneSearchCancellation_->cancel();
 }
 
 void SceneSearch::findSimilarScenes(const PhotoPointer& photo, FailureReport onFailed) {
-    scenePreparationID_ = RunStamp::random();
+    supersedePreparation();
     if (!embedder_.isEnabled()) {
         onFailed(modelMissingText);
         return;
     }
     queue_.add([this, preparationID = scenePreparationID_, snapshot = PhotoSnapshot::of(photo),
                 hasEmbedding = photo->clipEmbedding().has_value(), onFailed = std::move(onFailed),
-                &embedder = embedder_, &main = main_, alive = lifetime_.weak()] {
+                cancellation = preparationCancellation_, &embedder = embedder_, &main = main_,
+                alive = lifetime_.weak()] {
+        if (cancellation->isCancelled()) return;
         const bool isLoaded = embedder.load();
         std::optional<std::vector<float>> embedding;
         if (isLoaded && !hasEmbedding) {
@@ -62,7 +73,10 @@ void SceneSearch::prepared(const PhotoSnapshot& snapshot, bool isLoaded,
     }
     const PhotoPointer photo = snapshot.photo.lock();
     if (!photo) return;
-    if (embedding && snapshot.isCurrent()) photo->setClipEmbedding(*embedding);
+    if (embedding && snapshot.isCurrent()) {
+        photo->setClipEmbedding(*embedding);
+        if (const RollPointer roll = library_.rollOf(photo->id())) library_.scheduleSave(*roll);
+    }
     const PhotoItem::Embedding vector =
         photo->clipEmbedding() ? photo->clipEmbedding() : PhotoItem::Embedding(std::move(embedding));
     if (!vector) {
@@ -107,12 +121,8 @@ void SceneSearch::run(RunStamp searchID, PhotoID source, const PhotoItem::Embedd
         .onProgressUpdate = whenCurrent([this](std::vector<SceneMatch> matches, DiscoveryProgress progress) {
             update(std::move(matches), progress, true);
         }),
-        // Vectors of a search that was left are right all the same.
-        .onEmbeddingComputed =
-            [this,
-             alive = lifetime_.weak()](const std::vector<SceneSimilarityService::FreshEmbedding>& batch) {
-                if (alive.lock()) storeFresh(batch);
-            },
+        .onFresh = whenCurrent(
+            [this](const std::vector<SceneSimilarityService::FreshEmbedding>& batch) { storeFresh(batch); }),
         .onComplete = whenCurrent([this](std::vector<SceneMatch> matches, DiscoveryProgress progress) {
             update(std::move(matches), progress, false);
         }),
@@ -153,7 +163,7 @@ void SceneSearch::selectSceneMatch(const SceneMatch& match) {
 }
 
 void SceneSearch::dismissSceneSearch() {
-    scenePreparationID_ = RunStamp::random();
+    supersedePreparation();
     cancelSearch();
     if (!result_) return;
     const auto original = std::exchange(result_, std::nullopt)->originalRollID;

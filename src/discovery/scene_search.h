@@ -64,6 +64,7 @@ private:
     void storeFresh(const std::vector<SceneSimilarityService::FreshEmbedding>& batch);
     bool isCurrent(RunStamp searchID) const { return result_ && result_->searchID == searchID; }
     void update(std::vector<SceneMatch> matches, DiscoveryProgress progress, bool isSearching);
+    void supersedePreparation();
     void cancelSearch();
 
     DiscoveryLibrary& library_;
@@ -71,6 +72,7 @@ private:
     OperationQueue& queue_;
     MainQueue& main_;
     RunStamp scenePreparationID_;
+    AnalysisCancellationPointer preparationCancellation_;
     std::optional<SceneSearchState> result_;
     AnalysisCancellationPointer sceneSearchCancellation_;
     Lifetime lifetime_;

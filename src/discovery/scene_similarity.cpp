@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "base/vector_math.h"
-#include "discovery/match_list.h"
 
 namespace kelvaris {
 
@@ -20,52 +19,26 @@ void SceneSimilarityService::findSimilarScenes(std::span<const float> embedding,
                                                const SceneRolls& rolls, float threshold,
                                                const Callbacks& callbacks,
                                                const AnalysisCancellation& cancellation) const {
-    DiscoveryProgress progress;
-    for (const SceneRollRef& roll : *rolls) {
-        for (const auto& photo : roll.photos) progress.total += photo.snapshot.id == excludingPhotoID ? 0 : 1;
-    }
-    std::vector<SceneMatch> matches;
-    std::vector<FreshEmbedding> fresh;
-    BatchPacer pacer(main_.clock());
-    const auto handFresh = [&] {
-        if (fresh.empty()) return;
-        main_.post(
-            [report = callbacks.onEmbeddingComputed, batch = std::exchange(fresh, {})] { report(batch); });
-    };
-    for (const SceneRollRef& roll : *rolls) {
-        for (const auto& photo : roll.photos) {
-            if (photo.snapshot.id == excludingPhotoID) continue;
-            if (cancellation.isCancelled()) {
-                handFresh();  // they are right, and a later search uses them
-                return;
-            }
-            ++progress.processed;
-            PhotoItem::Embedding vector = photo.clipEmbedding;
-            if (!vector) {
-                auto result = imageEmbeddingProvider_(photo.snapshot.sourceURL, photo.snapshot.rotation);
-                if (!result || !*result) {
-                    ++progress.failed;
-                    continue;
-                }
-                vector = std::move(**result);
-                fresh.push_back({roll.id, photo.snapshot, *vector});
-            }
-            const float similarity = cosineSimilarity(embedding, *vector);
-            if (similarity >= threshold) {
-                matches.push_back({roll.id, roll.name, photo.snapshot.id, photo.snapshot.filename,
-                                   photo.snapshot.sourceURL, similarity, photo.snapshot.rotation});
-            }
+    const auto visit = [&](const SceneRollRef& roll, const SceneRollRef::ScenePhotoRef& photo) {
+        const PhotoSnapshot& snapshot = photo.snapshot;
+        VisitedPhoto<SceneMatch, FreshEmbedding> visited;
+        PhotoItem::Embedding vector = photo.clipEmbedding;
+        if (!vector) {
+            auto result = imageEmbeddingProvider_(snapshot.sourceURL, snapshot.rotation);
+            visited.isReadable = result && *result;
+            if (!visited.isReadable) return visited;
+            vector = std::move(**result);
+            visited.fresh = FreshEmbedding{roll.id, snapshot, vector};
         }
-        if (!pacer.isDue()) continue;
-        handFresh();
-        sortBySimilarity(matches);
-        main_.post([report = callbacks.onProgressUpdate, matches, progress] { report(matches, progress); });
-    }
-    handFresh();
-    sortBySimilarity(matches);
-    main_.post([report = callbacks.onComplete, matches = std::move(matches), progress] {
-        report(matches, progress);
-    });
+        const float similarity = cosineSimilarity(embedding, *vector);
+        if (similarity >= threshold) {
+            visited.match =
+                SceneMatch{roll.id,    roll.name,        snapshot.id, snapshot.filename, snapshot.sourceURL,
+                           similarity, snapshot.rotation};
+        }
+        return visited;
+    };
+    walkForMatches(*rolls, excludingPhotoID, callbacks, cancellation, main_, visit);
 }
 
 std::vector<SceneMatch> SceneSimilarityService::visibleMatches(std::span<const SceneMatch> matches,

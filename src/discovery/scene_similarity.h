@@ -10,7 +10,7 @@
 #include "analysis/embedding_ports.h"
 #include "analysis/photo_snapshot.h"
 #include "base/main_queue.h"
-#include "discovery/discovery_progress.h"
+#include "discovery/match_walk.h"
 #include "library/film_roll.h"
 
 namespace kelvaris {
@@ -61,25 +61,16 @@ public:
     struct FreshEmbedding {
         RollID rollID;
         PhotoSnapshot snapshot;
-        std::vector<float> embedding;
+        PhotoItem::Embedding embedding;
     };
 
-    /// What the walk tells. Called on the main thread.
-    struct Callbacks {
-        /// The matches so far, most similar first: after a roll, a few times a second.
-        std::function<void(std::vector<SceneMatch>, DiscoveryProgress)> onProgressUpdate;
-        /// In batches with the progress, and before it.
-        std::function<void(std::vector<FreshEmbedding>)> onEmbeddingComputed;
-        /// The final matches; not called after a cancellation.
-        std::function<void(std::vector<SceneMatch>, DiscoveryProgress)> onComplete;
-    };
+    using Callbacks = MatchWalkCallbacks<SceneMatch, FreshEmbedding>;
 
     /// The main queue must outlive the walks.
     SceneSimilarityService(ImageEmbeddingProvider imageEmbeddingProvider, MainQueue& main)
         : imageEmbeddingProvider_(std::move(imageEmbeddingProvider)), main_(main) {}
 
-    /// Runs on the caller's thread, a worker, until the end or the cancellation. Photos without a vector
-    /// get one on the way; those that cannot be read count as failed.
+    /// Walks as walkForMatches does. Photos without a vector get one on the way.
     void findSimilarScenes(std::span<const float> embedding, PhotoID excludingPhotoID,
                            const SceneRolls& rolls, float threshold, const Callbacks& callbacks,
                            const AnalysisCancellation& cancellation) const;

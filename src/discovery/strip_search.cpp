@@ -27,6 +27,14 @@ bool isUnchanged(const SearchablePhoto& taken, const PhotoItem& photo) {
 
 }  // namespace
 
+void SearchEnvironment::ensureEmbeddings(const RollPointer& roll, const PhotoList& photos) const {
+    if (filler == nullptr) return;
+    filler->ensureCLIPEmbeddings(photos, [weak = std::weak_ptr(roll), save = scheduleSave] {
+        const RollPointer live = weak.lock();
+        if (live && save) save(*live);
+    });
+}
+
 SearchableRollPointer SearchableRolls::of(const FilmRoll& roll, const PhotoList& photos) {
     SearchableRollPointer& taken = taken_[roll.id()];
     const bool isSame = taken && taken->context == roll.searchContext() &&
@@ -56,12 +64,13 @@ StripSearch::StripSearch(SearchEnvironment environment)
       service_(std::make_shared<SearchService>(environment.language, environment.words,
                                                environment.textEmbedder)) {}
 
-void StripSearch::setRoll(RollPointer roll) {
+void StripSearch::setRoll(RollPointer roll, std::string initialSearchText) {
     roll_ = std::move(roll);
     debounceTask_.cancel();
     assign(StripSearchField::searchText, searchText_, std::string());
     assign(StripSearchField::debouncedSearchText, debouncedSearchText_, std::string());
     recomputeDisplayedPhotos();
+    setSearchText(std::move(initialSearchText));
 }
 
 void StripSearch::setSearchText(std::string text) {
@@ -100,37 +109,47 @@ PhotoList StripSearch::candidates() const {
 void StripSearch::recomputeDisplayedPhotos() { recompute(false); }
 
 void StripSearch::recompute(bool selects) {
-    searchID_ = RunStamp::random();
     if (debouncedSearchText_.empty() || !roll_) {
+        awaited_.reset();
         show(candidates(), selects);
         return;
     }
     const auto query = SearchQuery::from(debouncedSearchText_, environment_.language);
     if (query.isEmpty() || !environment_.hasTextEmbedder()) {
         searchCandidates(query, {}, selects);
-        return;
-    }
-    if (textVector_ && textVector_->first == query.typed) {
+    } else if (textVector_ && textVector_->first == query.typed) {
         searchCandidates(query, textVector_->second, selects);
+    } else {
+        awaitTextVector(query, selects);
+    }
+}
+
+/// The model runs on a worker; the pass over the roll is a matter of milliseconds and stays on the main
+/// thread.
+void StripSearch::awaitTextVector(const SearchQuery& query, bool selects) {
+    if (awaited_ && awaited_->typed == query.typed) {
+        // Analysis changes the roll many times a second: each change must not begin the wait anew.
+        awaited_->selects = awaited_->selects || selects;
         return;
     }
-    // The model runs on a worker; the pass over the roll is a matter of milliseconds and stays here.
-    environment_.queue.add([this, query, selects, searchID = searchID_, service = service_,
-                            &main = environment_.main, alive = lifetime_.weak()] {
-        main.post([this, query, selects, searchID, vector = service->textVector(query), alive] {
-            if (!alive.lock() || searchID != searchID_) return;
+    awaited_ = Awaited{RunStamp::random(), query.typed, selects};
+    environment_.queue.add([this, query, id = awaited_->id, service = service_, &main = environment_.main,
+                            alive = lifetime_.weak()] {
+        main.post([this, query, id, vector = service->textVector(query), alive] {
+            if (!alive.lock() || !awaited_ || awaited_->id != id) return;
             textVector_ = {query.typed, vector};
-            searchCandidates(query, vector, selects);
+            searchCandidates(query, vector, awaited_->selects);
         });
     });
 }
 
 void StripSearch::searchCandidates(const SearchQuery& query, const std::vector<float>& textVector,
                                    bool selects) {
+    awaited_.reset();
     const PhotoList photos = candidates();
     PhotoList found;
     if (!query.isEmpty()) {
-        if (environment_.filler) environment_.filler->ensureCLIPEmbeddings(photos);
+        environment_.ensureEmbeddings(roll_, photos);
         values_.keepOnly({roll_});
         service_->update({values_.of(*roll_, photos)});
         service_->search(query, textVector, order_, [&](std::size_t, const std::vector<SearchHit>& hits) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <map>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -24,9 +24,13 @@ struct SearchEnvironment {
     const WordSimilarity* words = nullptr;  ///< may be null
     TextEmbedder* textEmbedder = nullptr;   ///< may be null
     ClipEmbeddingFiller* filler = nullptr;  ///< may be null
+    /// Called when vectors of a roll's photos were made; may be empty.
+    std::function<void(FilmRoll&)> scheduleSave;
 
     /// Whether asking for a query's CLIP vector can give one.
     bool hasTextEmbedder() const { return textEmbedder != nullptr && textEmbedder->isEnabled(); }
+    /// Has the vectors made, for later searches, that photos of the roll lack.
+    void ensureEmbeddings(const RollPointer& roll, const PhotoList& photos) const;
 };
 
 /// Takes from rolls the values that the search reads, and gives the same ones again while nothing of
@@ -51,8 +55,8 @@ public:
 
     explicit StripSearch(SearchEnvironment environment);
 
-    /// Shows another roll, or none, from an empty search.
-    void setRoll(RollPointer roll);
+    /// Shows another roll, or none: at first all of it, and what the text finds once it has rested.
+    void setRoll(RollPointer roll, std::string initialSearchText = {});
 
     const std::string& searchText() const { return searchText_; }
     /// Typing. An empty text acts at once, any other after the debounce.
@@ -73,8 +77,16 @@ private:
     PhotoList candidates() const;
     /// @param selects whether a selection that is no longer shown moves to the first photo shown.
     void recompute(bool selects);
+    void awaitTextVector(const SearchQuery& query, bool selects);
     void searchCandidates(const SearchQuery& query, const std::vector<float>& textVector, bool selects);
     void show(PhotoList photos, bool selects);
+
+    /// A query whose vector a worker is making.
+    struct Awaited {
+        RunStamp id;
+        std::string typed;
+        bool selects;
+    };
 
     SearchEnvironment environment_;
     std::shared_ptr<SearchService> service_;
@@ -85,7 +97,7 @@ private:
     bool rotationReviewOnly_ = false;
     SearchOrder order_ = SearchOrder::score;
     PhotoList displayedPhotos_;
-    RunStamp searchID_;
+    std::optional<Awaited> awaited_;
     std::optional<std::pair<std::string, std::vector<float>>> textVector_;  ///< of the last query
     TimerHandle debounceTask_;
     Lifetime lifetime_;

@@ -7,7 +7,9 @@
 #include <limits>
 #include <map>
 #include <random>
+#include <set>
 
+#include "analysis/face_vectors.h"
 #include "base/text.h"
 #include "base/vector_math.h"
 
@@ -140,42 +142,62 @@ TEST(FaceGrouping, PinnedGroupsKeepTheirIdentityAndGrow) {
 }
 
 /// The stated algorithm without any short cut.
-Files plainGroups(std::vector<IndexedFace> faces, float threshold) {
+Files plainGroups(std::vector<IndexedFace> faces, const FaceGroupingEdits& edits, float threshold) {
     std::sort(faces.begin(), faces.end(), [](const IndexedFace& a, const IndexedFace& b) {
         return FaceGroupingService::stableKey(a.anchor) < FaceGroupingService::stableKey(b.anchor);
     });
-    std::vector<std::vector<const IndexedFace*>> groups;
+    std::vector<IndexedFace> kept;
+    const auto firstOverlapping = [&](const FaceAnchor& anchor) {
+        return std::find_if(kept.begin(), kept.end(), [&](const IndexedFace& each) {
+            return FaceGroupingService::overlap(each.anchor, anchor);
+        });
+    };
     for (const IndexedFace& each : faces) {
-        std::vector<const IndexedFace*>* best = nullptr;
+        if (firstOverlapping(each.anchor) == kept.end()) kept.push_back(each);
+    }
+    std::vector<SuggestedFaceGroup> groups;
+    std::set<FaceAnchor> claimed;
+    for (const ManualFaceGroup& manual : edits.groups) {
+        SuggestedFaceGroup group{manual.id.text(), {}, true};
+        for (const FaceAnchor& member : manual.members) {
+            if (claimed.contains(member)) continue;
+            const auto found = firstOverlapping(member);
+            if (found != kept.end()) group.faces.push_back(*found);
+        }
+        for (const IndexedFace& each : group.faces) claimed.insert(each.anchor);
+        if (!group.faces.empty()) groups.push_back(group);
+    }
+    for (const IndexedFace& each : kept) {
+        if (claimed.contains(each.anchor)) continue;
+        const bool isSeparated = std::any_of(
+            edits.separated.begin(), edits.separated.end(),
+            [&](const FaceAnchor& anchor) { return FaceGroupingService::overlap(anchor, each.anchor); });
+        SuggestedFaceGroup* best = nullptr;
         float bestSimilarity = 0.0F;
-        for (auto& group : groups) {
+        for (SuggestedFaceGroup& group : groups) {
+            if (group.manual || isSeparated || !hasUsableEmbedding(each.region)) continue;
             float smallest = std::numeric_limits<float>::infinity();
-            bool samePhoto = false;
-            for (const IndexedFace* member : group) {
-                samePhoto = samePhoto || member->anchor.filename == each.anchor.filename;
+            bool isClosed = false;
+            for (const IndexedFace& member : group.faces) {
+                isClosed = isClosed || member.anchor.filename == each.anchor.filename ||
+                           !hasUsableEmbedding(member.region);
                 smallest =
-                    std::min(smallest, cosineSimilarity(each.region.embedding, member->region.embedding));
+                    std::min(smallest, cosineSimilarity(each.region.embedding, member.region.embedding));
             }
-            if (samePhoto || !(smallest >= threshold) || (best && smallest <= bestSimilarity)) continue;
+            if (isClosed || !(smallest >= threshold) || (best && smallest <= bestSimilarity)) continue;
             best = &group;
             bestSimilarity = smallest;
         }
         if (best) {
-            best->push_back(&each);
+            best->faces.push_back(each);
         } else {
-            groups.push_back({&each});
+            groups.push_back({FaceGroupingService::stableKey(each.anchor), {each}, isSeparated});
         }
     }
     std::stable_sort(groups.begin(), groups.end(), [](const auto& a, const auto& b) {
-        if (a.size() != b.size()) return a.size() > b.size();
-        return FaceGroupingService::stableKey(a[0]->anchor) < FaceGroupingService::stableKey(b[0]->anchor);
+        return a.faces.size() != b.faces.size() ? a.faces.size() > b.faces.size() : a.id < b.id;
     });
-    std::vector<SuggestedFaceGroup> result;
-    for (const auto& group : groups) {
-        result.emplace_back();
-        for (const IndexedFace* member : group) result.back().faces.push_back(*member);
-    }
-    return filesOf(result);
+    return filesOf(groups);
 }
 
 /// Faces of persons whose pictures scatter so widely that many similarities lie about the threshold.
@@ -205,14 +227,46 @@ std::vector<IndexedFace> crowd(std::mt19937& random, int personCount, int photoC
     return faces;
 }
 
+/// What stored corrections and old analysis bring: pinned groups with members that moved a little or are
+/// gone, faces taken out, faces found twice, vectors that cannot be compared.
+FaceGroupingEdits disturbed(std::mt19937& random, std::vector<IndexedFace>& faces) {
+    const auto chosen = [&]() -> IndexedFace& {
+        return faces[std::uniform_int_distribution<std::size_t>(0, faces.size() - 1)(random)];
+    };
+    const auto movedALittle = [](FaceAnchor anchor) {
+        anchor.x += 0.03;
+        return anchor;
+    };
+    FaceGroupingEdits edits;
+    for (int i = 0; i < 4; ++i) {
+        ManualFaceGroup group{FaceGroupID::random(), {anchorIn("gone")}};
+        for (int member = 0; member < i; ++member) {
+            group.members.push_back(chosen().anchor);
+            group.members.push_back(movedALittle(chosen().anchor));
+        }
+        edits.groups.push_back(group);
+    }
+    for (int i = 0; i < 5; ++i) edits.separated.push_back(movedALittle(chosen().anchor));
+    for (int i = 0; i < 5; ++i) chosen().region.embeddingVersion = 2;
+    for (int i = 0; i < 5; ++i) {
+        IndexedFace again = chosen();
+        again.anchor = movedALittle(again.anchor);
+        faces.push_back(again);
+    }
+    return edits;
+}
+
 TEST(FaceGrouping, TheBlockedPassGivesTheGroupsOfThePlainOneForAnyOrderOfTheInput) {
     std::mt19937 random(20261122);
     for (const auto& [persons, photos] : {std::pair{3, 150}, {40, 200}, {1, 120}}) {
         auto faces = crowd(random, persons, photos);
-        const Files expected = plainGroups(faces, 0.5F);
-        for (int round = 0; round < 3; ++round) {
-            std::shuffle(faces.begin(), faces.end(), random);
-            ASSERT_EQ(grouped(faces), expected) << persons << " persons";
+        for (FaceGroupingEdits edits; const bool isDisturbed : {false, true}) {
+            if (isDisturbed) edits = disturbed(random, faces);
+            const Files expected = plainGroups(faces, edits, 0.5F);
+            for (int round = 0; round < 3; ++round) {
+                std::shuffle(faces.begin(), faces.end(), random);
+                ASSERT_EQ(grouped(faces, edits), expected) << persons << " persons";
+            }
         }
     }
 }

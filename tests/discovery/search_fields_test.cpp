@@ -10,6 +10,7 @@ namespace {
 using namespace std::chrono_literals;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::UnorderedElementsAre;
 
 std::vector<std::string> names(const PhotoList& photos) {
     std::vector<std::string> all;
@@ -25,7 +26,8 @@ protected:
                 .language = machine.language,
                 .words = &words,
                 .textEmbedder = useModel ? &textEmbedder : nullptr,
-                .filler = &filler};
+                .filler = &filler,
+                .scheduleSave = [this](FilmRoll& roll) { scheduleSave(roll); }};
     }
 
     FakeWordSimilarity words;
@@ -93,6 +95,22 @@ TEST_F(SearchFieldsTest, TheStripAsksTheTextModelOnAWorkerAndDropsAnAnswerThatCa
     EXPECT_EQ(textEmbedder.asked.size(), asked) << "the vector of the query is known";
 }
 
+TEST_F(SearchFieldsTest, ARollThatChangesAllTheTimeDoesNotHoldUpAQueryThatWaitsForTheModel) {
+    useModel = true;
+    const auto roll = addRoll("a", 2);
+    roll->photos()[1]->setClipEmbedding(std::vector{0.4F, 0.9F});
+    roll->setSelectedPhoto(roll->photos()[0]);
+    StripSearch strip(environment());
+    strip.setRoll(roll, "boat");
+    machine.clock.advance(machine.main, 50ms);
+    EXPECT_EQ(strip.debouncedSearchText(), "boat");
+    for (int i = 0; i < 5; ++i) strip.recomputeDisplayedPhotos();
+    machine.settle();
+    EXPECT_EQ(textEmbedder.asked.size(), 1U);
+    EXPECT_THAT(names(strip.displayedPhotos()), ElementsAre("a-2.jpg"));
+    EXPECT_EQ(roll->selectedPhoto(), roll->photos()[1]);
+}
+
 TEST_F(SearchFieldsTest, ASearchHasMissingVectorsMadeForPhotosThatStayAsTheyAre) {
     const auto roll = addRoll("a", 4);
     imageEmbedder.vectors = {{"a-1.jpg", {1.0F}}, {"a-2.jpg", {1.0F}}, {"a-3.jpg", {1.0F}}};
@@ -135,8 +153,36 @@ TEST_F(SearchFieldsTest, TheRollListCountsTheMatchesOfEveryRoll) {
     EXPECT_FALSE(list.isSearching());
     EXPECT_EQ(list.rollMatchCounts(), (std::unordered_map<RollID, int>{{a->id(), 1}, {c->id(), 2}}));
     EXPECT_THAT(names(list.rollMatchPhotos().at(c->id())), ElementsAre("c-1.jpg", "c-2.jpg"));
+    EXPECT_THAT(thumbnailsOf, UnorderedElementsAre("a-1.jpg", "c-1.jpg", "c-2.jpg"));
     list.setSearchText("");
     EXPECT_THAT(list.rollMatchCounts(), IsEmpty());
+}
+
+TEST_F(SearchFieldsTest, TheRollListMayBeClearedOrSearchedAnewAtEveryMoment) {
+    useModel = true;
+    imageEmbedder.vectors = {{"a-1.jpg", {1.0F, 0.0F}}};
+    const auto a = addRoll("a", 1), b = addRoll("b", 1);
+    b->setNotes("dog");
+    RollListSearch list(*this, environment());
+    for (int moment = 0; moment < 7; ++moment) {
+        list.performSearch("boat");
+        for (int i = 0; i < moment; ++i) step();
+        list.setSearchText("x");
+        list.setSearchText("");
+        machine.settle();
+        EXPECT_THAT(list.rollMatchCounts(), IsEmpty()) << moment;
+        EXPECT_FALSE(list.isSearching()) << moment;
+
+        list.performSearch("boat");
+        for (int i = 0; i < moment; ++i) step();
+        b->photos()[0]->setClipEmbedding(std::nullopt);
+        list.performSearch("dog");
+        machine.settle();
+        EXPECT_TRUE(list.rollMatchCounts().contains(b->id())) << moment;
+        EXPECT_FALSE(list.isSearching()) << moment;
+        a->photos()[0]->setClipEmbedding(std::nullopt);
+    }
+    EXPECT_TRUE(saved.contains(a->id())) << "vectors made late are saved with their roll";
 }
 
 TEST_F(SearchFieldsTest, OldAnswersOfTheRollListChangeNothingAndVanishedPhotosAreLeftOut) {
@@ -178,6 +224,7 @@ TEST_F(SearchFieldsTest, ManyMatchesComeInFewMessages) {
     list.performSearch("dog");
     machine.settle();
     EXPECT_EQ(list.rollMatchCounts().size(), 400U);
+    EXPECT_EQ(thumbnailsOf.size(), RollListSearch::thumbnailLimit) << "not a whole library of pictures";
     EXPECT_LE(messages, 5);
 }
 

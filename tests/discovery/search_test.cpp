@@ -10,6 +10,7 @@
 #include "base/vector_math.h"
 #include "discovery/search_service.h"
 #include "discovery/search_vocabulary.h"
+#include "discovery_world.h"
 #include "log_capture.h"
 #include "platform_fake/fake_language.h"
 #include "platform_fake/fake_word_similarity.h"
@@ -23,18 +24,6 @@ using ::testing::IsEmpty;
 
 std::vector<float> vectorOf(float cosine) { return {cosine, std::sqrt(1.0F - cosine * cosine)}; }
 
-class FakeTextEmbedder final : public TextEmbedder {
-public:
-    bool isEnabled() override { return true; }
-    bool load() override { return true; }
-    EmbeddingResult textEmbedding(std::string_view text) override {
-        asked.emplace_back(text);
-        return answer;
-    }
-    EmbeddingResult answer = std::optional(std::vector{1.0F, 0.0F});
-    std::vector<std::string> asked;
-};
-
 class SearchTest : public ::testing::Test {
 protected:
     float score(std::string_view query, SearchablePhoto photo, RollContext context = {}) {
@@ -46,7 +35,7 @@ protected:
 
     FakeLanguage language;
     FakeWordSimilarity words;
-    FakeTextEmbedder fakeEmbedder;
+    testing::FakeTextEmbedder fakeEmbedder;
     TextEmbedder* embedder = nullptr;
 };
 

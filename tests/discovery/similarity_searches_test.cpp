@@ -1,6 +1,9 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <bitset>
 #include <cmath>
+#include <random>
 
 #include "discovery/face_search.h"
 #include "discovery/scene_search.h"
@@ -23,6 +26,23 @@ TEST(PerceptualHash, ReadsHexNumbersOfAtMost64Bits) {
     for (const char* bad : {"", "-1", "+-1", "--0", "0x1", "1ffffffffffffffff", "fg", " f", "f ", "+", "-"}) {
         EXPECT_EQ(SimilarityService::parseHash(bad), std::nullopt) << bad;
     }
+}
+
+TEST(PerceptualHash, ThePassOverManyGivesWhatOneByOneComparisonGives) {
+    std::mt19937_64 random(52);
+    const std::uint64_t source = random();
+    std::vector<std::uint64_t> hashes(3000, source);
+    for (auto& hash : hashes) {
+        for (auto flips = random() % 24; flips > 0; --flips) hash ^= std::uint64_t{1} << random() % 64;
+    }
+    std::vector<SimilarityService::Near> expected;
+    for (std::uint32_t i = 0; i < hashes.size(); ++i) {
+        const auto distance = static_cast<int>(std::bitset<64>(source ^ hashes[i]).count());
+        if (distance <= 12) expected.push_back({i, distance});
+    }
+    std::stable_sort(expected.begin(), expected.end(),
+                     [](const auto& a, const auto& b) { return a.distance < b.distance; });
+    EXPECT_EQ(SimilarityService::nearHashes(source, hashes, 12), expected);
 }
 
 TEST_F(SimilaritySearchesTest, NearDuplicatesOfAllRollsComeNearestFirst) {
@@ -133,8 +153,7 @@ TEST_F(SceneSearchTest, WhatWasDismissedOrTurnedMeanwhileIsLeftAlone) {
     machine.main.drain();
     EXPECT_EQ(search.sceneSearchResult(), std::nullopt) << "answers of the old search arrived";
     EXPECT_FALSE(a->photos()[1]->clipEmbedding());
-    EXPECT_TRUE(b->photos()[0]->clipEmbedding())
-        << "the vector of a search that was left is right all the same";
+    EXPECT_FALSE(b->photos()[0]->clipEmbedding()) << "an old callback changes nothing";
     machine.settle();
     EXPECT_EQ(search.sceneSearchResult()->sourcePhoto, b->photos()[3]);
     search.dismissSceneSearch();
@@ -142,6 +161,61 @@ TEST_F(SceneSearchTest, WhatWasDismissedOrTurnedMeanwhileIsLeftAlone) {
     search.dismissSceneSearch();
     machine.settle();
     EXPECT_EQ(search.sceneSearchResult(), std::nullopt) << "a preparation that was left";
+}
+
+TEST_F(SceneSearchTest, ALongSearchTellsItsProgressOnTheWayAndWhatItMadeByThenStays) {
+    const auto c = addRoll("c", 5);
+    for (const auto& photo : c->photos()) embedder.vectors[photo->filename()] = atCosine(0.8F);
+    start(a->photos()[0]);
+    machine.queues.runAll();
+    machine.main.drain();
+    int asked = 0;
+    // While the worker reads the pictures, each for a third of a second, the main thread goes on.
+    embedder.whileAsked = [&] {
+        machine.clock.advance(machine.main, std::chrono::milliseconds(333));
+        if (++asked < 5) return;
+        EXPECT_EQ(search.sceneSearchResult()->progress, (DiscoveryProgress{8, 10, 1}));
+        EXPECT_THAT(found(), ElementsAre("b-1.jpg", "c-1.jpg", "c-2.jpg", "c-3.jpg", "b-2.jpg", "b-3.jpg"));
+        search.dismissSceneSearch();
+    };
+    machine.settle();
+    EXPECT_EQ(asked, 5) << "the search ended at the next photo";
+    EXPECT_TRUE(c->photos()[2]->clipEmbedding());
+    EXPECT_FALSE(c->photos()[4]->clipEmbedding());
+    EXPECT_TRUE(saved.contains(c->id()));
+}
+
+TEST_F(SceneSearchTest, ASearchMayBeLeftOrReplacedAtEveryMoment) {
+    embedder.vectors = {{"a-2.jpg", atCosine(0.95F)}};
+    for (int moment = 0; moment < 9; ++moment) {
+        a->photos()[1]->setClipEmbedding(std::nullopt);
+        start(a->photos()[1]);
+        for (int i = 0; i < moment; ++i) step();
+        search.dismissSceneSearch();
+        const bool wasStored = a->photos()[1]->clipEmbedding().has_value();
+        machine.settle();
+        EXPECT_EQ(search.sceneSearchResult(), std::nullopt) << moment;
+        EXPECT_EQ(a->photos()[1]->clipEmbedding().has_value(), wasStored) << moment;
+
+        start(a->photos()[1]);
+        for (int i = 0; i < moment; ++i) step();
+        start(b->photos()[3]);
+        machine.settle();
+        ASSERT_TRUE(search.sceneSearchResult()) << moment;
+        EXPECT_EQ(search.sceneSearchResult()->sourcePhoto, b->photos()[3]);
+        EXPECT_FALSE(search.sceneSearchResult()->isSearching);
+        EXPECT_EQ(search.sceneSearchResult()->matches.size(), 4U) << moment;
+        EXPECT_EQ(message, "");
+    }
+}
+
+TEST_F(SceneSearchTest, ThePreparedVectorIsSavedWithItsRollAndAPreparationThatWasReplacedDoesNotRun) {
+    embedder.vectors = {{"a-2.jpg", atCosine(0.95F)}};
+    start(a->photos()[1]);
+    start(a->photos()[1]);
+    machine.settle();
+    EXPECT_THAT(embedder.asked, ElementsAre("a-2.jpg"));
+    EXPECT_TRUE(saved.contains(a->id()));
 }
 
 TEST(SceneMatches, AllStrongOnesShowAndTheFirstEightOthers) {
@@ -270,6 +344,46 @@ TEST_F(FaceSearchTest, WhatChangedMeanwhileIsNotOverwrittenAndOldAnswersAreDropp
     machine.queues.runAll();
     other.reset();
     machine.settle();
+}
+
+TEST_F(FaceSearchTest, ASearchMayBeLeftOrReplacedAtEveryMoment) {
+    setFaces(a->photos()[1], {faceAt(1.0F)});
+    setFaces(b->photos()[1], {faceAt(0.9F)});
+    for (int moment = 0; moment < 9; ++moment) {
+        for (const auto& photo : {a->photos()[0], b->photos()[0]}) {
+            photo->setFaceRegions(std::nullopt);
+            photo->setFaceAnalysisStamp(std::nullopt);
+            finder.faces[photo->filename()] = {faceAt(0.7F)};
+        }
+        const auto storedCount = [&] {
+            return (a->photos()[0]->faceRegions() ? 1 : 0) + (b->photos()[0]->faceRegions() ? 1 : 0);
+        };
+        search.findSimilarFaces(a->photos()[0], std::nullopt);
+        for (int i = 0; i < moment; ++i) step();
+        search.dismissFaceSearch();
+        const int stored = storedCount();
+        machine.settle();
+        EXPECT_EQ(search.faceSearchResult(), std::nullopt) << moment;
+        EXPECT_EQ(search.faceSearchMessage(), std::nullopt) << moment;
+        EXPECT_EQ(storedCount(), stored) << moment;
+
+        search.findSimilarFaces(a->photos()[0], std::nullopt);
+        for (int i = 0; i < moment; ++i) step();
+        search.findSimilarFaces(a->photos()[1], faceAt(1.0F));  // chosen while the other is prepared
+        machine.settle();
+        ASSERT_TRUE(search.faceSearchResult()) << moment;
+        EXPECT_EQ(search.faceSearchResult()->sourcePhoto, a->photos()[1]) << moment;
+        EXPECT_THAT(found(), ElementsAre("b-2.jpg", "a-1.jpg", "b-1.jpg")) << moment;
+        EXPECT_EQ(search.faceSearchMessage(), std::nullopt) << moment;
+    }
+}
+
+TEST_F(FaceSearchTest, AChosenFaceIsNotLookedForWithAModelThatDoesNotLoad) {
+    finder.loads = false;
+    search.findSimilarFaces(a->photos()[0], faceAt(1.0F));
+    machine.settle();
+    EXPECT_EQ(search.faceSearchResult(), std::nullopt);
+    EXPECT_EQ(search.faceSearchMessage(), FaceSearch::modelMissingText);
 }
 
 TEST(FaceMatches, ThresholdsHoldExactlyAndHostileVectorsMatchNothing) {
