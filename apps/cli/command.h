@@ -44,7 +44,8 @@ struct CommandTable {
         auto arguments = std::make_shared<Arguments>();
         CLI::App* command = (parent != nullptr ? *parent : app).add_subcommand(name, description);
         declare(*command, *arguments);
-        command->callback([this, arguments, access = std::move(access), run = std::move(run)] {
+        command->callback([this, command, arguments, access = std::move(access), run = std::move(run)] {
+            if (!command->get_subcommands().empty()) return;  // one below it was chosen
             chosen = ChosenCommand{access(*arguments),
                                    [arguments, run](Session& session) { run(session, *arguments); }};
         });

@@ -8,10 +8,10 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "assembly/kelvaris_system.h"
 #include "base/text.h"
-#include "program.h"
+#include "cli_test.h"
 #include "sample_roll/roll_maker.h"
-#include "temporary_folder.h"
 
 namespace kelvaris::cli {
 namespace {
@@ -22,14 +22,9 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
+using ::testing::UnorderedElementsAre;
 
-struct Outcome {
-    int status = 0;
-    std::string output;
-    std::string errors;
-};
-
-class DiscoveryCommandsTest : public ::testing::Test {
+class DiscoveryCommandsTest : public CliTest {
 protected:
     DiscoveryCommandsTest() {
         sample_roll::RollOptions options;
@@ -46,26 +41,38 @@ protected:
         }
     }
 
-    fs::path base() const { return fs::path(folder.path().string()); }
     fs::path kyoto() const { return base() / "scans" / "kyoto"; }
     fs::path osaka() const { return base() / "scans" / "osaka"; }
 
-    Outcome run(std::vector<std::string> words) const {
-        words.insert(words.begin(), {"--root", (base() / "root").string()});
-        std::istringstream in;
-        std::ostringstream out;
-        std::ostringstream errors;
-        const int status = runProgram(words, in, out, errors);
-        return {status, out.str(), errors.str()};
+    /// Gives photos of the roll faces, one each, as an analysis would: the same axis, the same person.
+    void setFaces(const std::string& rollName, const std::vector<std::pair<std::size_t, std::size_t>>& axes) {
+        KelvarisSystem system({.root = Path(root().string())});
+        system.app().start(StartMode::commands);
+        const auto& rolls = system.app().rolls();
+        const auto roll = *std::find_if(rolls.begin(), rolls.end(),
+                                        [&](const RollPointer& each) { return each->name() == rollName; });
+        for (const auto& [number, axis] : axes) {
+            std::vector<float> vector(faceEmbeddingDimension, 0.0F);
+            vector[axis] = 1.0F;
+            const PhotoPointer& photo = roll->photos().at(number - 1);
+            photo->setFaceRegions(
+                std::vector<FaceRegion>{{{0.1, 0.1, 0.2, 0.2}, vector, currentFaceEmbeddingVersion, false}});
+            photo->setFaceAnalysisStamp(currentFaceAnalysisStamp);
+        }
+        ASSERT_TRUE(system.vault().save(*roll));
     }
-    json answer(std::vector<std::string> words) const {
-        words.insert(words.begin(), "--json");
-        const Outcome outcome = run(std::move(words));
-        EXPECT_EQ(outcome.status, 0) << outcome.errors;
-        return json::parse(outcome.output, nullptr, false);
+    /// The photos of each group, by the number at the end of their names.
+    std::vector<std::string> people() const {
+        std::vector<std::string> all;
+        for (const json& group : answer({"people"})) {
+            std::string photos;
+            for (const json& face : group["faces"]) {
+                photos += fs::path(face["photo"].get<std::string>()).stem().string().back();
+            }
+            all.push_back(photos);
+        }
+        return all;
     }
-
-    testing::TemporaryFolder folder;
 };
 
 TEST_F(DiscoveryCommandsTest, ACopiedPictureIsFoundInTheOtherRoll) {
@@ -100,6 +107,51 @@ TEST_F(DiscoveryCommandsTest, WordsFindPhotosByTheirRollAndTheirLabels) {
     EXPECT_EQ(byLabel[0]["name"], "osaka");
     EXPECT_THAT(byLabel[0]["photos"].get<std::vector<std::string>>(), ElementsAre(StartsWith("copy.")));
     EXPECT_EQ(answer({"people"}), json::array());
+}
+
+TEST_F(DiscoveryCommandsTest, PeopleAreCorrectedAndTheCorrectionsLast) {
+    ASSERT_EQ(run({"open", kyoto().string(), "--no-analysis"}).status, 0);
+    setFaces("kyoto", {{1, 0}, {2, 0}, {3, 0}, {4, 1}, {5, 1}});
+    ASSERT_THAT(people(), ElementsAre("123", "45"));
+
+    const json merged = answer({"people", "merge", "2", "1"});
+    EXPECT_EQ(merged["number"], 1);
+    EXPECT_EQ(merged["faces"].size(), 5u);
+    EXPECT_THAT(people(), ElementsAre("45123"));
+    EXPECT_EQ(answer({"people", "split", "kyoto", "scan_01", "1"})["faces"].size(), 1u);
+    EXPECT_EQ(answer({"people", "split", "kyoto", "2", "1"})["faces"].size(), 1u);
+    EXPECT_THAT(people(), UnorderedElementsAre("453", "1", "2"));
+    const std::string id = answer({"people"})[0]["id"];
+    EXPECT_EQ(answer({"people", "move", "kyoto", "1", "1", id.substr(0, 8)})["id"], id);
+    EXPECT_THAT(people(), ElementsAre("4531", "2"));
+
+    const Outcome session = run({"session"}, "people merge 1 2\nundo\npeople\nredo\npeople\n");
+    EXPECT_EQ(session.status, 0) << session.errors;
+    EXPECT_THAT(session.output, HasSubstr("Group 1 now has 5 faces: "));
+    EXPECT_THAT(session.output, HasSubstr("Undid Merge People"));
+    EXPECT_THAT(people(), ElementsAre("45312"));
+
+    const struct {
+        std::vector<std::string> words;
+        int status;
+        std::string says;
+    } cases[] = {
+        {{"people", "merge", "1", "1"}, 1, "cannot be merged with itself"},
+        {{"people", "merge", "1", "2"}, 1, "no group is called \"2\""},
+        {{"people", "merge", "1"}, 2, ""},
+        {{"people", "move", "kyoto", "1", "1", "1"}, 1, "in this group already"},
+        {{"people", "move", "kyoto", "1", "2", "1"}, 1, "the photo's faces are numbered 1 to 1"},
+        {{"people", "split", "kyoto", "1", "0"}, 1, "the photo's faces are numbered 1 to 1"},
+        {{"people", "split", "kyoto", "9", "1"}, 1, "no photo is called \"9\""},
+        {{"people", "split", "kyoto", "1", "-1"}, 1, "the photo's faces are numbered 1 to 1"},
+        {{"people", "rename", "1"}, 2, ""},
+    };
+    for (const auto& each : cases) {
+        const Outcome outcome = run(each.words);
+        EXPECT_EQ(outcome.status, each.status) << joined(each.words, " ") << outcome.errors;
+        EXPECT_THAT(outcome.errors, HasSubstr(each.says)) << joined(each.words, " ");
+    }
+    EXPECT_THAT(people(), ElementsAre("45312")) << "and nothing has changed";
 }
 
 TEST_F(DiscoveryCommandsTest, WhatCannotBeSearchedIsToldInOneLine) {

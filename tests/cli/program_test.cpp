@@ -1,4 +1,3 @@
-#include "program.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,8 +10,8 @@
 
 #include "assembly/kelvaris_system.h"
 #include "base/text.h"
+#include "cli_test.h"
 #include "sample_roll/roll_maker.h"
-#include "temporary_folder.h"
 
 namespace kelvaris::cli {
 namespace {
@@ -23,13 +22,7 @@ using ::testing::Contains;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-struct Outcome {
-    int status = 0;
-    std::string output;
-    std::string errors;
-};
-
-class ProgramTest : public ::testing::Test {
+class ProgramTest : public CliTest {
 protected:
     ProgramTest() {
         sample_roll::RollOptions options;
@@ -38,32 +31,14 @@ protected:
         sample_roll::makeRoll(scans().string(), options, [](std::string_view) {});
     }
 
-    fs::path root() const { return fs::path(folder.path().string()) / "root"; }
-    fs::path scans() const { return fs::path(folder.path().string()) / "scans" / "2026-03-kyoto"; }
+    fs::path scans() const { return base() / "scans" / "2026-03-kyoto"; }
 
     fs::path emptyFolder() const {
-        const fs::path empty = fs::path(folder.path().string()) / "empty";
+        const fs::path empty = base() / "empty";
         fs::create_directories(empty);
         return empty;
     }
 
-    Outcome run(std::vector<std::string> words, const std::string& input = "") const {
-        words.insert(words.begin(), {"--root", root().string()});
-        std::istringstream in(input);
-        std::ostringstream out;
-        std::ostringstream errors;
-        Outcome outcome;
-        outcome.status = runProgram(words, in, out, errors);
-        outcome.output = out.str();
-        outcome.errors = errors.str();
-        return outcome;
-    }
-    json answer(std::vector<std::string> words) const {
-        words.insert(words.begin(), "--json");
-        const Outcome outcome = run(std::move(words));
-        EXPECT_EQ(outcome.status, 0) << outcome.errors;
-        return json::parse(outcome.output);
-    }
     std::string rollFile() const {
         for (const auto& entry : fs::directory_iterator(root() / "vault" / "rolls")) {
             if (entry.path().extension() != ".md") continue;
@@ -72,8 +47,6 @@ protected:
         }
         return {};
     }
-
-    testing::TemporaryFolder folder;
 };
 
 TEST_F(ProgramTest, AFolderOfScansBecomesARollThatLastsAndExports) {
