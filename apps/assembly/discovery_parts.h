@@ -20,7 +20,8 @@ public:
     explicit DiscoveryParts(KelvarisSystem& system)
         : vectorsFile_(system.places().data / "word-vectors.txt"),
           hasVectors_(system.files().exists(vectorsFile_)),
-          discovery_(system.app(), system.language(), words(), {}, queues_, system.main()) {
+          discovery_(system.app(), system.language(), words(), system.discoveryModels(), queues_,
+                     system.main()) {
         discovery_.queue().add([this] {
             if (hasVectors_) {
                 vectors_.load(vectorsFile_);

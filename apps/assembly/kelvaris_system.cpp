@@ -1,5 +1,6 @@
 #include "assembly/kelvaris_system.h"
 
+#include <array>
 #include <atomic>
 #include <cstdlib>
 #include <filesystem>
@@ -12,6 +13,7 @@
 #include "base/log.h"
 #include "images/image_cache.h"
 #include "library/animation.h"
+#include "platform_linux/icu_characters.h"
 #include "platform_linux/icu_language.h"
 #include "platform_linux/json_defaults.h"
 #include "platform_linux/libjpeg_writer.h"
@@ -30,7 +32,29 @@ namespace kelvaris {
 
 namespace {
 
-constexpr std::string_view orientationModel = "orientation";
+/// Which models the user lets be used, for any thread.
+class ModelSwitches {
+public:
+    explicit ModelSwitches(UserPreferences& preferences) : preferences_(preferences) {
+        read();
+        subscription_ = preferences.observe([this](PreferenceField field) {
+            if (field == PreferenceField::model) read();
+        });
+    }
+
+    bool isEnabled(ModelID id) const { return switches_[static_cast<std::size_t>(id)]; }
+
+private:
+    void read() {
+        for (const auto& [id, word] : RawValues<ModelID>::rows) {
+            switches_[static_cast<std::size_t>(id)] = preferences_.isModelEnabled(word);
+        }
+    }
+
+    UserPreferences& preferences_;
+    std::array<std::atomic<bool>, RawValues<ModelID>::rows.size()> switches_;
+    Subscription subscription_;
+};
 
 /// Until places can be named on this machine, none is.
 class SilentGeocoder final : public Geocoder {
@@ -147,16 +171,19 @@ struct KelvarisSystem::Parts {
     ThreadedLimitedWaits waits;
     OnnxInferenceRuntime inference{files};
     std::shared_ptr<Vision> vision =
-        std::make_shared<LinuxVision>(inference, places.data / "models" / "vision");
-    std::atomic<bool> isOrientationEnabled = preferences.isModelEnabled(orientationModel);
-    Subscription orientationSwitch = preferences.observe([this](PreferenceField field) {
-        if (field == PreferenceField::model) {
-            isOrientationEnabled = preferences.isModelEnabled(orientationModel);
-        }
-    });
-    OrientationService orientation{
-        inference, files, places.data / "models" / orientationModel / "OrientationClassifier.mlmodelc",
-        [this] { return isOrientationEnabled.load(); }, waits};
+        std::make_shared<LinuxVision>(inference, modelsDirectory(places) / "vision");
+    ModelSwitches modelSwitches{preferences};
+    ModelTools modelTools{inference, files, waits, modelsDirectory(places),
+                          [this](ModelID id) { return modelSwitches.isEnabled(id); }};
+    OrientationService orientation{inference, files,
+                                   modelTools.folder(ModelID::orientation) / "OrientationClassifier.mlmodelc",
+                                   [this] { return modelSwitches.isEnabled(ModelID::orientation); }, waits};
+    IcuCharacters characters;
+    CLIPService clip{modelTools, imageLoading, language, characters, places.resources};
+    NIMAService nima{modelTools};
+    PlacesService placesModel{modelTools};
+    FaceEmbeddingService faces{modelTools, imageLoading, vision};
+    ModelServices modelServices{clip, nima, placesModel, faces};
     TimestampDetectionService timestamps{*vision, language, clock};
     PhotoAnalysisService analysis{
         vision, imageLoading, waits,
@@ -170,11 +197,13 @@ struct KelvarisSystem::Parts {
                                    .animator = animator,
                                    .queues = queues,
                                    .thumbnailCacheBase = places.caches / "thumbnails",
-                                   .home = places.home}};
+                                   .home = places.home,
+                                   .models = modelServices}};
     LibraryServices library{main,  *userQueue, files,    *images,     imageCache, language, clock,
                             shell, animator,   geocoder, preferences, exif,       pipeline, places.home};
     AppViewModel app{
         AppServices{library, defaults, folders, folderSearch, queues, favorites, preferences, vault}};
+    DiscoveryRefresh discoveryRefresh{app, pipeline};
     std::unique_ptr<AdvisorParts> advisor;
     std::unique_ptr<ModelParts> models;
 
@@ -207,11 +236,16 @@ ModelParts& KelvarisSystem::models() {
                                                       parts_->files, parts_->clock);
         parts_->models->registry.setResetHandler([parts = parts_.get()](ModelID id) {
             if (id == ModelID::orientation) parts->orientation.reload();
+            parts->modelServices.reload(id);
         });
     }
     return *parts_->models;
 }
 PhotoAnalysisService& KelvarisSystem::analysis() { return parts_->analysis; }
+DiscoveryRefresh& KelvarisSystem::discoveryRefresh() { return parts_->discoveryRefresh; }
+DiscoveryModels KelvarisSystem::discoveryModels() {
+    return {.text = &parts_->clip, .images = &parts_->clip, .faces = &parts_->faces};
+}
 const CatalogService& KelvarisSystem::catalog() { return parts_->advisorParts().catalog; }
 GearAdvice& KelvarisSystem::gearAdvice() { return parts_->advisorParts().advice; }
 

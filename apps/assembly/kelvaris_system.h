@@ -5,6 +5,8 @@
 
 #include "analysis/photo_analysis_service.h"
 #include "application/app_view_model.h"
+#include "application/discovery.h"
+#include "application/discovery_refresh.h"
 #include "application/gear_advice.h"
 #include "base/path.h"
 #include "models/model_download.h"
@@ -61,6 +63,9 @@ public:
     ConsoleShell& shell();
     ImageCodec& images();
     PhotoAnalysisService& analysis();
+    DiscoveryRefresh& discoveryRefresh();
+    /// What the searches use to understand words, pictures and faces.
+    DiscoveryModels discoveryModels();
     /// Made when first asked for.
     ModelParts& models();
     /// Read when first asked for, as is the advice that is drawn from it.

@@ -93,6 +93,20 @@ void drop(Session& session, const RollArguments& arguments) {
                    fmt::format("Removed {} from the library. The scans are where they were.", roll->name()));
 }
 
+/// Photos that models or switches have left behind.
+void waitForRefresh(Session& session, const std::vector<RollPointer>& rolls) {
+    DiscoveryRefresh& refresh = session.system().discoveryRefresh();
+    refresh.start(rolls, nullptr);
+    session.waitUntil([&] {
+        if (refresh.progress().total > 0) {
+            session.progress(fmt::format("Bringing photos up to date: {} of {}", refresh.progress().processed,
+                                         refresh.progress().total));
+        }
+        return !refresh.isRunning();
+    });
+    session.progress("");
+}
+
 struct AnalyzeArguments {
     std::string roll;
 };
@@ -108,6 +122,7 @@ void analyze(Session& session, const AnalyzeArguments& arguments) {
         reanalyzeAllPhotos(*rolls.front(), nullptr);
     }
     waitForAnalysis(session);
+    if (arguments.roll.empty()) waitForRefresh(session, rolls);
     for (const RollPointer& roll : rolls) {
         if (!roll->isDisconnected()) session.app().scheduleSave(roll);
     }

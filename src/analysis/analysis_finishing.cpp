@@ -34,20 +34,37 @@ bool mayShowPeople(const PhotoItem& photo) {
            !labels.contains(PhotoLabel::blank);
 }
 
+/// A photo that was only turned keeps its people.
+void applyPeopleCount(const PhotoSnapshot& snapshot, int count) {
+    const PhotoPointer photo = snapshot.photo.lock();
+    if (!photo || photo->analysisGeneration() != snapshot.generation ||
+        photo->sourceURL() != snapshot.sourceURL) {
+        return;
+    }
+    photo->setPeopleCount(count);
+    if (count > 0) photo->applySuggestedLabels({PhotoLabel::person});
+}
+
 }  // namespace
 
 void AnalysisOrchestrator::finishAnalysis(const RunPointer& run) {
-    if (!tools_.passes) {
+    if (!passes_) {
         selectGemsAndFinish(run);
         return;
     }
     std::vector<PhotoSnapshot> snapshots;
     for (const PhotoPointer& photo : run->photos) snapshots.push_back(PhotoSnapshot::of(photo));
+    RollPasses::Request request{.switches = AnalysisSwitches::of(tools_.preferences),
+                                .cancellation = closing_,
+                                .onPeopleCounted = [run](const PhotoSnapshot& snapshot, int people) {
+                                    run->peopleCounts[snapshot.id] = {snapshot.sourceURL, people};
+                                }};
     utilityQueue_->add(
-        [this, run, snapshots = std::move(snapshots), switches = AnalysisSwitches::of(tools_.preferences)] {
-            tools_.passes->run(snapshots, switches);
+        [this, run, snapshots = std::move(snapshots), request = std::move(request)] {
+            passes_->run(snapshots, request);
             post([this, run] { selectGemsAndFinish(run); });
-        });
+        },
+        run->priority);
 }
 
 void AnalysisOrchestrator::selectGemsAndFinish(const RunPointer& run) {
@@ -85,7 +102,14 @@ PhotoList AnalysisOrchestrator::chooseGems(const PhotoList& photos) const {
 void AnalysisOrchestrator::recountPeople(const RunPointer& run) {
     std::vector<PhotoSnapshot> snapshots;
     for (const PhotoPointer& photo : run->photos) {
-        if (mayShowPeople(*photo)) snapshots.push_back(PhotoSnapshot::of(photo));
+        if (!mayShowPeople(*photo)) continue;
+        const PhotoSnapshot snapshot = PhotoSnapshot::of(photo);
+        const auto counted = run->peopleCounts.find(photo->id());
+        if (counted != run->peopleCounts.end() && counted->second.sourceURL == snapshot.sourceURL) {
+            applyPeopleCount(snapshot, counted->second.people);
+        } else {
+            snapshots.push_back(snapshot);
+        }
     }
     if (snapshots.empty()) {
         complete(run);
@@ -97,13 +121,7 @@ void AnalysisOrchestrator::recountPeople(const RunPointer& run) {
             [this, run, remaining, snapshot = std::move(snapshot)] {
                 const int count = tools_.analysis.countPeople(snapshot.sourceURL, snapshot.rotation);
                 post([this, run, remaining, snapshot, count] {
-                    // A photo that was only turned keeps its people.
-                    const PhotoPointer photo = snapshot.photo.lock();
-                    if (photo && photo->analysisGeneration() == snapshot.generation &&
-                        photo->sourceURL() == snapshot.sourceURL) {
-                        photo->setPeopleCount(count);
-                        if (count > 0) photo->applySuggestedLabels({PhotoLabel::person});
-                    }
+                    applyPeopleCount(snapshot, count);
                     if (--*remaining == 0) complete(run);
                 });
             },

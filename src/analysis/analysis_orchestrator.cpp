@@ -1,8 +1,5 @@
 #include "analysis/analysis_orchestrator.h"
 
-#include <fmt/format.h>
-#include <fmt/ranges.h>
-
 #include "analysis/analysis_run.h"
 #include "metadata/exif_service.h"
 #include "preferences/user_preferences.h"
@@ -34,7 +31,13 @@ AnalysisOrchestrator::AnalysisOrchestrator(Tools tools)
       thumbnailQueue_(tools_.queues.makeQueue("com.kelvaris.thumbnails", thumbnailWidth)),
       cloudThumbnailQueue_(tools_.queues.makeQueue("com.kelvaris.thumbnails.cloud", cloudThumbnailWidth)),
       analysisQueue_(tools_.queues.makeQueue("com.kelvaris.analysis", analysisWidth)),
-      utilityQueue_(tools_.queues.makeQueue("com.kelvaris.utility", utilityWidth)) {}
+      utilityQueue_(tools_.queues.makeQueue("com.kelvaris.utility", utilityWidth)) {
+    if (!tools_.models) return;
+    passes_ = std::make_unique<RollPasses>(*tools_.models, tools_.loading, tools_.analysis,
+                                           [this](std::function<void()> task) { post(std::move(task)); });
+}
+
+AnalysisOrchestrator::~AnalysisOrchestrator() { closing_->cancel(); }
 
 void AnalysisOrchestrator::post(std::function<void()> task) {
     tools_.thumbnails.main.post([alive = lifetime_.weak(), task = std::move(task)] {
@@ -216,19 +219,6 @@ void AnalysisOrchestrator::finishAttempt(const RunPointer& run, const Attempt& a
 void AnalysisOrchestrator::release(const RunPointer& run) {
     --run->outstanding;
     pump(run);
-}
-
-std::string AnalysisOrchestrator::discoveryRevision() const {
-    const UserPreferences& preferences = tools_.preferences;
-    std::string revision = "discovery-2/";
-    if (tools_.passes) revision += fmt::format("{}", fmt::join(tools_.passes->requestedModels(), ","));
-    revision += '/';
-    for (const bool enabled : {preferences.faceFinderEnabled(), preferences.sceneScoutEnabled(),
-                               preferences.filmIssuesEnabled(), preferences.gemSpotterEnabled(),
-                               preferences.colorSenseEnabled(), preferences.deepAnalysisEnabled()}) {
-        revision += enabled ? '1' : '0';
-    }
-    return revision;
 }
 
 }  // namespace kelvaris

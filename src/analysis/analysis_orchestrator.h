@@ -6,8 +6,10 @@
 #include <string>
 #include <vector>
 
+#include "analysis/analysis_cancellation.h"
 #include "analysis/photo_analysis_service.h"
 #include "analysis/photo_snapshot.h"
+#include "analysis/roll_passes.h"
 #include "base/lifetime.h"
 #include "base/operation_queue.h"
 #include "library/analysis_pipeline.h"
@@ -18,18 +20,6 @@
 namespace kelvaris {
 
 class UserPreferences;
-
-/// The passes over a whole roll that need installed models: aesthetic score, places, styles and faces.
-class RollPasses {
-public:
-    virtual ~RollPasses() = default;
-    /// Which models are to be heard, by their ids in declared order, without the orientation's: the user
-    /// lets them be used and their files are there. Main thread.
-    virtual std::vector<std::string> requestedModels() const = 0;
-    /// Runs each pass whose model is ready over the snapshots in order. On a worker, which it blocks. What
-    /// is found reaches the photos through the main queue, if their snapshots are still current.
-    virtual void run(const std::vector<PhotoSnapshot>& snapshots, const AnalysisSwitches& switches) = 0;
-};
 
 /// Drives all analysis of rolls: thumbnails first, then the pass over each photo, then the passes over the
 /// roll, gems and a recount of people. Main thread; heavy work runs on queues of its own, results are
@@ -48,12 +38,14 @@ public:
         Shell& shell;
         Animator& animator;
         OperationQueueFactory& queues;
-        Path thumbnailCacheBase;       ///< holds one folder a roll, named by its id
-        Path home;                     ///< the user's home folder, by which cloud folders are told
-        RollPasses* passes = nullptr;  ///< none: no model is available
+        Path thumbnailCacheBase;  ///< holds one folder a roll, named by its id
+        Path home;                ///< the user's home folder, by which cloud folders are told
+        std::optional<ModelServices> models = std::nullopt;  ///< none: no model is available
     };
 
     explicit AnalysisOrchestrator(Tools tools);
+    /// Passes over rolls that are under way end at their next photo.
+    ~AnalysisOrchestrator() override;
 
     void analyzeRoll(const PhotoList& photos, const Path& sourceFolder, RollID rollID, bool isBackground,
                      AnalysisCallbacks callbacks) override;
@@ -66,6 +58,16 @@ public:
 
     /// The state of analysis that a photo should be in: models and switches as one text.
     std::string discoveryRevision() const;
+
+    /// Brings those of the photos up to the present models and switches that are behind, one after the
+    /// other on a worker. What a photo has and the user decided stays.
+    /// @param cancellation ends the run at its next photo; what was found until then stays, and nothing
+    ///        more is heard of the run. Not null.
+    /// @param onProgress photos done, and how many there are; may be empty.
+    /// @param onComplete after the last photo, at once when none is behind; may be empty.
+    void refreshDiscovery(const PhotoList& photos, AnalysisCancellationPointer cancellation,
+                          std::function<void(int done, int total)> onProgress,
+                          std::function<void()> onComplete);
 
 private:
     struct Run;
@@ -94,6 +96,8 @@ private:
     void complete(const RunPointer& run);
     PhotoList chooseGems(const PhotoList& photos) const;
 
+    std::vector<ModelID> requestedModels() const;
+
     OperationQueue& thumbnailQueueFor(bool isCloudHosted) {
         return isCloudHosted ? *cloudThumbnailQueue_ : *thumbnailQueue_;
     }
@@ -101,6 +105,8 @@ private:
     void post(std::function<void()> task);
 
     const Tools tools_;
+    const AnalysisCancellationPointer closing_ = std::make_shared<AnalysisCancellation>();
+    std::unique_ptr<RollPasses> passes_;
     const Lifetime lifetime_;
     // Last: what runs on the queues uses the members above, and ends with the queues.
     std::unique_ptr<OperationQueue> thumbnailQueue_;

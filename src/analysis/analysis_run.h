@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <map>
 #include <set>
 
 #include "analysis/analysis_orchestrator.h"
@@ -28,6 +29,12 @@ struct AnalysisOrchestrator::Run {
     std::size_t outstanding = 0;  ///< pending photos between the asking and the end of their analysis
     PhotoList held;               ///< pending photos that are loaded and wait for the others
     std::size_t analyzed = 0;
+
+    struct CountedPeople {
+        Path sourceURL;
+        int people = 0;
+    };
+    std::map<PhotoID, CountedPeople> peopleCounts;  ///< by a pass that saw the photo in the recount's size
 
     bool isSuperseded() const {
         return std::ranges::any_of(

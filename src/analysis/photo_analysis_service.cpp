@@ -44,6 +44,7 @@ AnalysisSwitches AnalysisSwitches::of(const UserPreferences& preferences) {
             .autoRotateOnOpen = preferences.autoRotateOnOpen(),
             .deepAnalysisEnabled = preferences.deepAnalysisEnabled(),
             .faceFinderEnabled = preferences.faceFinderEnabled(),
+            .gemSpotterEnabled = preferences.gemSpotterEnabled(),
             .sceneScoutEnabled = preferences.sceneScoutEnabled(),
             .colorSenseEnabled = preferences.colorSenseEnabled(),
             .timeStamperEnabled = preferences.timeStamperEnabled()};
@@ -155,6 +156,11 @@ int PhotoAnalysisService::PeopleFound::most() const { return std::max({faces, hu
 int PhotoAnalysisService::countPeople(const Path& path, RotationAngle rotation) const {
     const Image image = loading_.coordinatedThumbnail(path, deepPeopleCountPixels, false, rotation);
     return image ? findPeople(image).most() : 0;
+}
+
+int PhotoAnalysisService::countPeople(const Image& image, int faces) const {
+    return PeopleFound{faces, countOf(vision_->detectHumans(image)), countOf(vision_->detectBodyPoses(image))}
+        .most();
 }
 
 }  // namespace kelvaris

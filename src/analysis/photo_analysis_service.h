@@ -22,6 +22,7 @@ struct AnalysisSwitches {
     bool autoRotateOnOpen = true;
     bool deepAnalysisEnabled = false;
     bool faceFinderEnabled = true;
+    bool gemSpotterEnabled = true;
     bool sceneScoutEnabled = true;
     bool colorSenseEnabled = true;
     bool timeStamperEnabled = true;
@@ -58,6 +59,8 @@ public:
 
     /// Looks for people in the file at a size at which distant faces show. Blocks.
     int countPeople(const Path& path, RotationAngle rotation) const;
+    /// The same in a picture of that size, in which so many faces are known already. Blocks.
+    int countPeople(const Image& image, int faces) const;
 
     /// Faces, people and scene of an upright frame.
     struct VisionReading {

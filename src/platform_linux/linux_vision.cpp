@@ -5,7 +5,7 @@
 #include <cmath>
 
 #include "base/log.h"
-#include "platform/bitmap_scaling.h"
+#include "platform/picture_inference.h"
 
 namespace kelvaris {
 
@@ -16,31 +16,11 @@ constexpr std::string_view thresholdKey = "kelvaris.vision.threshold";
 /// For models that take a picture of any size.
 constexpr int freeInputSide = 640;
 
-enum class Fit : bool { stretch, centerCrop };
-
-VisionResult<std::vector<OutputTensor>> answers(const InferenceModel& model, const Image& image, Fit fit) {
-    const auto input = imageInput(model);
-    if (!input) return Unexpected(VisionError{"the model takes no picture"});
-    const int width = input->width > 0 ? input->width : freeInputSide;
-    const int height = input->height > 0 ? input->height : freeInputSide;
-    auto picture = std::make_shared<Bitmap>(fit == Fit::stretch ? stretched(*image, width, height)
-                                                                : centerCropped(*image, width, height));
-    if (picture->channels == 1) {
-        std::vector<std::uint8_t> colored;
-        for (const std::uint8_t sample : picture->pixels) colored.insert(colored.end(), 3, sample);
-        picture->channels = 3;
-        picture->pixels = std::move(colored);
-    }
-    const std::vector<ModelInput> values = {{input->name, Image(picture)}};
-    auto outputs = model.run(values);
+VisionResult<std::vector<OutputTensor>> answers(const InferenceModel& model, const Image& image,
+                                                PictureFit fit) {
+    auto outputs = runOnPicture(model, image, fit, freeInputSide);
     if (!outputs) return Unexpected(VisionError{outputs.error().message});
     return std::move(outputs).value();
-}
-
-const OutputTensor* output(const std::vector<OutputTensor>& outputs, std::string_view name) {
-    const auto found =
-        std::find_if(outputs.begin(), outputs.end(), [&](const auto& each) { return each.name == name; });
-    return found == outputs.end() ? nullptr : &*found;
 }
 
 float threshold(const InferenceModel& model) {
@@ -80,10 +60,10 @@ VisionResult<std::vector<FaceObservation>> LinuxVision::detectFaces(const Image&
 VisionResult<std::vector<NormalizedBox>> LinuxVision::detectBoxes(const Model& model,
                                                                   const Image& image) const {
     if (model == nullptr) return std::vector<NormalizedBox>();
-    const auto outputs = answers(*model, image, Fit::stretch);
+    const auto outputs = answers(*model, image, PictureFit::stretch);
     if (!outputs) return Unexpected(outputs.error());
-    const OutputTensor* boxes = output(*outputs, "boxes");
-    const OutputTensor* scores = output(*outputs, "scores");
+    const OutputTensor* boxes = outputNamed(*outputs, "boxes");
+    const OutputTensor* scores = outputNamed(*outputs, "scores");
     if (boxes == nullptr || scores == nullptr || boxes->values.size() != scores->values.size() * 4) {
         return Unexpected(VisionError{"the model answers no boxes with scores"});
     }
@@ -110,7 +90,7 @@ VisionResult<std::vector<NormalizedBox>> LinuxVision::detectBodyPoses(const Imag
 VisionResult<std::vector<SceneObservation>> LinuxVision::classifyScene(const Image& image) {
     const Model classifier = model("SceneClassifier.mlmodelc");
     if (classifier == nullptr) return std::vector<SceneObservation>();
-    const auto outputs = answers(*classifier, image, Fit::centerCrop);
+    const auto outputs = answers(*classifier, image, PictureFit::centerCrop);
     if (!outputs) return Unexpected(outputs.error());
     std::vector<SceneObservation> scenes;
     for (LabelledScore& score : classScores(*classifier, *outputs)) {
