@@ -121,8 +121,11 @@ std::optional<PixelBox> naiveFaceBox(const NormalizedRect& box, int width, int h
     const double right = left + std::min(1.0, box.width * (1 + boxGrowth));
     const double top = bottom + std::min(1.0, box.height * (1 + boxGrowth));
     const auto pixel = [](double share, int side, bool up) {
+        // What rounding left of a share that ends between two pixels touches neither more.
+        constexpr double slack = 1e-6;
         const double value = share * side;
-        return static_cast<int>(std::clamp(up ? std::ceil(value) : std::floor(value), 0.0, double(side)));
+        const double whole = up ? std::ceil(value - slack) : std::floor(value + slack);
+        return static_cast<int>(std::clamp(whole, 0.0, double(side)));
     };
     const int x = pixel(left, width, false);
     const int y = pixel(1 - top, height, false);
