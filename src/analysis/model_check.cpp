@@ -42,11 +42,11 @@ constexpr std::array<ExpectedModel, 9> expectedModels{{
     {"CLIPTextEncoder.mlmodelc", AnswerKind::textVector, 0, Sides::any},
     {"OrientationClassifier.mlmodelc", AnswerKind::turns, 384, Sides::onlyFed},
     {"NIMA.mlmodelc", AnswerKind::ratings, 224, Sides::upToFed},
-    {"Places365.mlmodelc", AnswerKind::classes, 224, Sides::upToFed},
+    {"Places365.mlmodelc", AnswerKind::places, 224, Sides::upToFed},
     {"MobileFaceNet.mlmodelc", AnswerKind::vector, 112, Sides::upToFed},
     {"HumanDetector.mlmodelc", AnswerKind::boxes, 640, Sides::any},
     {"BodyPoseDetector.mlmodelc", AnswerKind::boxes, 640, Sides::any},
-    {"SceneClassifier.mlmodelc", AnswerKind::classes, 640, Sides::any},
+    {"SceneClassifier.mlmodelc", AnswerKind::scenes, 640, Sides::any},
 }};
 
 const ExpectedModel* expectedModel(std::string_view name) {

@@ -4,20 +4,31 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numeric>
 #include <set>
 
+#include "analysis/model_output.h"
+#include "analysis/nima_service.h"
 #include "analysis/orientation_decide.h"
+#include "analysis/place_labels.h"
 #include "analysis/scene_labels.h"
+#include "base/text.h"
+#include "platform/picture_inference.h"
 
 namespace kelvaris {
 
 namespace {
 
-constexpr std::size_t vectorSize = 512;
 constexpr std::size_t ratingCount = 10;
 /// A box may reach beyond the picture, but one beyond this is not in shares of the sides.
 constexpr float largestShare = 2;
+
+bool isKnownPlace(std::string_view name) {
+    return std::ranges::binary_search(places365Mapping, name, {}, &PlaceWord::name);
+}
+
+bool isKnownScene(std::string_view name) {
+    return labelOfScene(name) || std::ranges::find(personWords, asciiLowercased(name)) != personWords.end();
+}
 
 /// Collects what is said of one answer.
 class Judge {
@@ -26,11 +37,6 @@ public:
 
     void say(CheckVerdict verdict, std::string text) {
         judged_.rows.push_back({"", verdict, std::move(text)});
-    }
-
-    const OutputTensor* named(std::string_view name) const {
-        const auto found = std::ranges::find(outputs_, name, &OutputTensor::name);
-        return found == outputs_.end() ? nullptr : &*found;
     }
 
     /// The output when it is one, has that many values, and all are finite; otherwise says why not.
@@ -50,24 +56,27 @@ public:
     }
 
     void vector(const OutputTensor* output) {
-        if (finite(output, vectorSize) == nullptr) return;
-        float squares = 0;
-        for (const float value : output->values) squares += value * value;
-        // The vector is brought to length 1, which a sum that is 0, tiny or overflows does not allow.
-        if (!std::isnormal(squares)) {
+        if (finite(output, clipEmbeddingDimension) == nullptr) return;
+        if (!normalizedEmbedding(std::span<const float>(output->values), clipEmbeddingDimension)) {
             return say(CheckVerdict::fails,
                        fmt::format("output {} is a vector without a usable length", output->name));
         }
-        say(CheckVerdict::fits, fmt::format("output {} gives {} values", output->name, vectorSize));
+        say(CheckVerdict::fits,
+            fmt::format("output {} gives {} values", output->name, clipEmbeddingDimension));
+    }
+
+    void textVector() {
+        const OutputTensor* output = outputNamed(outputs_, "embedding");
+        if (output == nullptr) return say(CheckVerdict::fails, "has no output embedding");
+        vector(output);
     }
 
     void ratings() {
         const OutputTensor* output = finite(first(), ratingCount);
         if (output == nullptr) return;
-        const double sum = std::accumulate(output->values.begin(), output->values.end(), 0.0);
-        if (!(sum > 0)) {
-            return say(CheckVerdict::fails,
-                       fmt::format("output {} sums to {:.3g}, not to more than 0", output->name, sum));
+        const auto score = normalizedScore(output->values);
+        if (!score) {
+            return say(CheckVerdict::fails, fmt::format("output {} sums to nothing above 0", output->name));
         }
         say(CheckVerdict::fits, fmt::format("output {} gives ten ratings", output->name));
         warnUnlessShares(*output);
@@ -94,28 +103,32 @@ public:
                         model.labels().empty() ? "in the order of the turns" : "in the order of its labels"));
     }
 
-    void classes(const InferenceModel& model) {
-        if (model.labels().empty()) return say(CheckVerdict::fails, "has no labels.txt with a name a line");
-        const std::set<std::string> distinct(model.labels().begin(), model.labels().end());
-        if (distinct.size() != model.labels().size() || distinct.contains("")) {
+    /// @param known whether a label means something to the program.
+    void classes(const InferenceModel& model, bool (*known)(std::string_view)) {
+        const std::vector<std::string>& labels = model.labels();
+        if (labels.empty()) return say(CheckVerdict::fails, "has no labels.txt with a name a line");
+        const std::set<std::string> distinct(labels.begin(), labels.end());
+        if (distinct.size() != labels.size() || distinct.contains("")) {
             say(CheckVerdict::warns, "labels.txt has empty or repeated lines");
         }
-        const auto output = std::ranges::find(outputs_, model.labels().size(),
-                                              [](const auto& each) { return each.values.size(); });
+        const auto output =
+            std::ranges::find(outputs_, labels.size(), [](const auto& each) { return each.values.size(); });
         if (output == outputs_.end()) {
-            return say(
-                CheckVerdict::fails,
-                fmt::format("no output has the {} values that labels.txt has lines", model.labels().size()));
+            return say(CheckVerdict::fails,
+                       fmt::format("no output has the {} values that labels.txt has lines", labels.size()));
         }
         if (allFinite(*output) == nullptr) return;
-        say(CheckVerdict::fits, fmt::format("output {} gives a score for each of {} labels", output->name,
-                                            model.labels().size()));
+        say(CheckVerdict::fits,
+            fmt::format("output {} gives a score for each of {} labels", output->name, labels.size()));
         warnUnlessShares(*output);
+        const auto count = std::ranges::count_if(labels, known);
+        say(count > 0 ? CheckVerdict::fits : CheckVerdict::warns,
+            fmt::format("{} of {} labels lead to labels of photos", count, labels.size()));
     }
 
     void boxes() {
-        const OutputTensor* boxes = named("boxes");
-        const OutputTensor* scores = named("scores");
+        const OutputTensor* boxes = outputNamed(outputs_, "boxes");
+        const OutputTensor* scores = outputNamed(outputs_, "scores");
         if (boxes == nullptr || scores == nullptr || boxes->values.size() != scores->values.size() * 4) {
             return say(CheckVerdict::fails,
                        "has no outputs boxes and scores with four numbers to each score");
@@ -156,11 +169,7 @@ JudgedAnswer judgedAnswer(AnswerKind kind, const InferenceModel& model,
             judge.vector(judge.first());
             break;
         case AnswerKind::textVector:
-            if (judge.named("embedding") == nullptr) {
-                judge.say(CheckVerdict::fails, "has no output embedding");
-            } else {
-                judge.vector(judge.named("embedding"));
-            }
+            judge.textVector();
             break;
         case AnswerKind::ratings:
             judge.ratings();
@@ -168,8 +177,11 @@ JudgedAnswer judgedAnswer(AnswerKind kind, const InferenceModel& model,
         case AnswerKind::turns:
             judge.turns(model);
             break;
-        case AnswerKind::classes:
-            judge.classes(model);
+        case AnswerKind::places:
+            judge.classes(model, isKnownPlace);
+            break;
+        case AnswerKind::scenes:
+            judge.classes(model, isKnownScene);
             break;
         case AnswerKind::boxes:
             judge.boxes();

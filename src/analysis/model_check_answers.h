@@ -14,7 +14,8 @@ enum class AnswerKind : std::uint8_t {
     textVector,  ///< 512 values of the output "embedding"
     ratings,     ///< ten probabilities
     turns,       ///< a score for each quarter turn
-    classes,     ///< a probability for each label
+    places,      ///< a probability for each label, which is a place
+    scenes,      ///< likewise, a scene
     boxes,       ///< findings in the outputs "boxes" and "scores"
 };
 

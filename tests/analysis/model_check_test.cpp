@@ -89,7 +89,7 @@ TEST_F(ModelCheckTest, OutputsThatTheProgramCannotUseFail) {
     } rows[] = {
         {"NIMA", model({picture(224)}, {}), "no output"},
         {"NIMA", model({picture(224)}, {tenth(9)}), "9 values"},
-        {"NIMA", model({picture(224)}, {tenth(10, 0)}), "more than 0"},
+        {"NIMA", model({picture(224)}, {tenth(10, 0)}), "nothing above 0"},
         {"NIMA", model({picture(224)}, {tenth(10, nothing)}), "not finite"},
         {"CLIPImageEncoder", model({picture(224)}, {tenth(256)}), "256 values"},
         {"MobileFaceNet", model({picture(112)}, {tenth(512, endless)}), "not finite"},
@@ -157,6 +157,8 @@ TEST_F(ModelCheckTest, WhatWorksButMayNotBeMeantWarns) {
         {"NIMA", model({picture(224)}, {tenth(10, 3)}), "softmax"},
         {"NIMA", model({picture(-1)}, {tenth(10)}), "is free"},
         {"Places365", model({picture(224)}, {tenth(2)}, {}, {"coast", "coast"}), "repeated"},
+        {"Places365", model({picture(224)}, {tenth(2)}, {}, {"/c/coast 97", "/s/street 319"}), "0 of 2"},
+        {"SceneClassifier", model({picture(224)}, {tenth(2)}, {}, {"n0917", "n0918"}), "0 of 2"},
         {"HumanDetector",
          model({picture(320)}, {numbers("boxes", {10, 20, 300, 300}), numbers("scores", {0.5F})}), "shares"},
     };
@@ -211,6 +213,7 @@ TEST_F(SampleModelCheckTest, TheSampleModelsFitWithoutAWarning) {
     EXPECT_TRUE(report.fits());
     EXPECT_THAT(report.rows, Each(verdict(CheckVerdict::fits)));
     EXPECT_THAT(report.rows, Contains(finding(CheckVerdict::fits, "pixels are (byte / 255 - mean)")));
+    EXPECT_THAT(report.rows, Contains(finding(CheckVerdict::fits, "11 of 11 labels")));
     std::set<std::string> subjects;
     for (const CheckRow& row : report.rows) subjects.insert(row.subject);
     EXPECT_EQ(subjects.size(), 6U);
