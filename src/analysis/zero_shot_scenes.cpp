@@ -70,7 +70,7 @@ VisionResult<std::vector<TextObservation>> SceneVision::recognizeText(const Imag
 VisionResult<std::vector<SceneObservation>> SceneVision::classifyScene(const Image& image) {
     auto scenes = inner_->classifyScene(image);
     if (!scenes || !scenes->empty()) return scenes;
-    const auto vector = imageEmbedding_(image);
+    const Vector vector = embedded([&] { return imageEmbedding_(image); });
     if (!vector) return scenes;
     const auto texts = this->texts();
     if (texts == nullptr) return scenes;
@@ -110,15 +110,34 @@ std::shared_ptr<const SceneVision::Texts> SceneVision::texts() {
     return texts_;
 }
 
-std::shared_ptr<const SceneVision::Texts> SceneVision::madeTexts() const {
+void SceneVision::close() {
+    std::unique_lock lock(mutex_);
+    isClosed_ = true;
+    callEnded_.wait(lock, [this] { return callsUnderWay_ == 0; });
+}
+
+SceneVision::Vector SceneVision::embedded(const std::function<Vector()>& function) {
+    {
+        const std::scoped_lock lock(mutex_);
+        if (isClosed_) return std::nullopt;
+        ++callsUnderWay_;
+    }
+    Vector vector = function();
+    const std::scoped_lock lock(mutex_);
+    --callsUnderWay_;
+    callEnded_.notify_all();
+    return vector;
+}
+
+std::shared_ptr<const SceneVision::Texts> SceneVision::madeTexts() {
     auto made = std::make_shared<Texts>();
     for (const ScenePrompt& prompt : scenePrompts()) {
-        auto vector = textEmbedding_(prompt.sentence);
+        Vector vector = embedded([&] { return textEmbedding_(prompt.sentence); });
         if (!vector) return nullptr;
         made->words.push_back({std::move(*vector), prompt.family});
     }
     for (const std::string_view sentence : backgroundSentences()) {
-        auto vector = textEmbedding_(sentence);
+        Vector vector = embedded([&] { return textEmbedding_(sentence); });
         if (!vector) return nullptr;
         made->background.push_back(std::move(*vector));
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <condition_variable>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -56,7 +57,7 @@ public:
     using TextEmbedding = std::function<std::optional<std::vector<float>>(std::string_view)>;
 
     /// The functions are called from any thread, the one for texts from one at a time. They give vectors of
-    /// length 1, and what they use must live as long as this.
+    /// length 1 and do not throw. What they use must live until close() returns.
     SceneVision(std::shared_ptr<Vision> inner, ImageEmbedding imageEmbedding, TextEmbedding textEmbedding);
 
     VisionResult<std::vector<FaceObservation>> detectFaces(const Image& image, bool landmarks) override;
@@ -76,14 +77,23 @@ public:
     /// Drops the text vectors, since the model was changed; those that are in the making are not kept.
     void reset();
 
+    /// Ends the use of both functions: waits for the calls that are under way, and no other one begins. A
+    /// picture whose caller gave up waiting may be classified here for long, and would otherwise use them
+    /// after their end. Not from within the functions.
+    void close();
+
 private:
+    using Vector = std::optional<std::vector<float>>;
+
     struct Texts {
         std::vector<ZeroShotText> words;  ///< in the order of scenePrompts()
         std::vector<std::vector<float>> background;
     };
 
     std::shared_ptr<const Texts> texts();
-    std::shared_ptr<const Texts> madeTexts() const;
+    std::shared_ptr<const Texts> madeTexts();
+    /// What the function gives; nothing once closed.
+    Vector embedded(const std::function<Vector()>& function);
 
     const std::shared_ptr<Vision> inner_;
     const ImageEmbedding imageEmbedding_;
@@ -93,6 +103,9 @@ private:
     std::mutex mutex_;   ///< guards what follows
     std::shared_ptr<const Texts> texts_;
     std::size_t resets_ = 0;
+    std::size_t callsUnderWay_ = 0;
+    bool isClosed_ = false;
+    std::condition_variable callEnded_;
 };
 
 }  // namespace kelvaris

@@ -3,10 +3,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cmath>
+#include <future>
 #include <limits>
 #include <map>
 #include <set>
+#include <thread>
 
 #include "analysis/scene_labels.h"
 #include "analysis/scene_prompts.h"
@@ -108,7 +111,7 @@ protected:
     std::map<std::string, std::size_t> axis_;
     std::optional<std::vector<float>> pictureVector_;
     std::function<bool()> textWorks_ = [] { return true; };
-    int textCount_ = 0;
+    std::atomic<int> textCount_ = 0;
     std::shared_ptr<FakeVision> inner_ = std::make_shared<FakeVision>();
     SceneVision vision_{inner_, [this](const Image&) { return pictureVector_; },
                         [this](std::string_view sentence) -> std::optional<std::vector<float>> {
@@ -173,6 +176,34 @@ TEST_F(SceneVisionTest, ChangingTheModelDropsTheTextsEvenThoseInTheMaking) {
     vision_.reset();
     EXPECT_TRUE(vision_.prepare());
     EXPECT_EQ(textCount_, 3 * textsOfAVocabulary_);
+}
+
+TEST_F(SceneVisionTest, NothingIsCalledOnceItIsClosed) {
+    pictureVector_ = near({{"a photo of a dog", 0.3F}});
+    std::promise<void> begun;
+    std::promise<void> mayGoOn;
+    textWorks_ = [&] {
+        if (textCount_ == 3) {
+            begun.set_value();
+            mayGoOn.get_future().wait();
+        }
+        return true;
+    };
+    std::thread abandoned([this] { vision_.prepare(); });
+    begun.get_future().wait();
+    int countAtClosing = 0;
+    std::thread closing([&] {
+        vision_.close();
+        countAtClosing = textCount_;
+    });
+    mayGoOn.set_value();
+    closing.join();
+    abandoned.join();
+    EXPECT_GE(countAtClosing, 3);
+    EXPECT_EQ(textCount_, countAtClosing);
+    vision_.reset();
+    EXPECT_THAT(*vision_.classifyScene(image_), IsEmpty());
+    EXPECT_EQ(textCount_, countAtClosing);
 }
 
 }  // namespace
