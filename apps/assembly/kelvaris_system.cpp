@@ -9,6 +9,7 @@
 #include "analysis/analysis_orchestrator.h"
 #include "analysis/orientation_service.h"
 #include "analysis/timestamp_detection_service.h"
+#include "analysis/zero_shot_scenes.h"
 #include "base/limited_waits.h"
 #include "base/log.h"
 #include "images/image_cache.h"
@@ -113,6 +114,15 @@ ModelEndpoint modelEndpoint() {
     return ModelEndpoint{base};
 }
 
+/// A classification has no words for an error.
+std::optional<std::vector<float>> orNothing(EmbeddingResult embedding) {
+    if (!embedding) {
+        log::error("Application", "CLIP does not see the scene: {}", embedding.error());
+        return std::nullopt;
+    }
+    return std::move(*embedding);
+}
+
 CurlHttpOptions httpOptions() {
     CurlHttpOptions options;
     if (const char* certificates = std::getenv("KELVARIS_CERTIFICATES"))
@@ -144,6 +154,8 @@ struct KelvarisSystem::Parts {
         log::info("Application", "Storage: bundle={} vault={}", "com.kelvaris.app", places.data.string());
     }
 
+    ~Parts() { vision->close(); }
+
     Places places;
     LogSink logSink;
     SystemClock clock;
@@ -170,8 +182,6 @@ struct KelvarisSystem::Parts {
     ImageLoading imageLoading{*images};
     ThreadedLimitedWaits waits;
     OnnxInferenceRuntime inference{files};
-    std::shared_ptr<Vision> vision =
-        std::make_shared<LinuxVision>(inference, modelsDirectory(places) / "vision");
     ModelSwitches modelSwitches{preferences};
     ModelTools modelTools{inference, files, waits, modelsDirectory(places),
                           [this](ModelID id) { return modelSwitches.isEnabled(id); }};
@@ -180,6 +190,10 @@ struct KelvarisSystem::Parts {
                                    [this] { return modelSwitches.isEnabled(ModelID::orientation); }, waits};
     IcuCharacters characters;
     CLIPService clip{modelTools, imageLoading, language, characters, places.resources};
+    std::shared_ptr<SceneVision> vision = std::make_shared<SceneVision>(
+        std::make_shared<LinuxVision>(inference, modelsDirectory(places) / "vision"),
+        [this](const Image& image) { return orNothing(clip.imageEmbedding(image)); },
+        [this](std::string_view text) { return orNothing(clip.textEmbedding(text)); });
     NIMAService nima{modelTools};
     PlacesService placesModel{modelTools};
     FaceEmbeddingService faces{modelTools, imageLoading, vision};
@@ -237,6 +251,7 @@ ModelParts& KelvarisSystem::models() {
         parts_->models->registry.setResetHandler([parts = parts_.get()](ModelID id) {
             if (id == ModelID::orientation) parts->orientation.reload();
             parts->modelServices.reload(id);
+            if (id == ModelID::clipVitB16) parts->vision->reset();
         });
     }
     return *parts_->models;

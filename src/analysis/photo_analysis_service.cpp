@@ -136,6 +136,7 @@ PhotoAnalysisService::VisionReading PhotoAnalysisService::analyzeWithVision(
 
 std::optional<std::vector<SceneObservation>> PhotoAnalysisService::classifyScene(const Image& image) const {
     using Answer = VisionResult<std::vector<SceneObservation>>;
+    vision_->prepareScenes();
     auto answer = runLimited<Answer>(waits_, sceneTimeLimit,
                                      [image, vision = vision_] { return vision->classifyScene(image); });
     if (!answer) {

@@ -82,7 +82,7 @@ VisionResult<std::vector<SceneObservation>> SceneVision::classifyScene(const Ima
     return scenes;
 }
 
-bool SceneVision::prepare() { return texts() != nullptr; }
+bool SceneVision::prepareScenes() { return inner_->prepareScenes() || texts() != nullptr; }
 
 void SceneVision::reset() {
     const std::scoped_lock lock(mutex_);

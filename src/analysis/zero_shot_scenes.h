@@ -48,7 +48,7 @@ std::vector<float> zeroShotScores(std::span<const float> image, std::span<const 
 ///
 /// The text vectors, one for each word of classificationMapping and personWords and a few for the background,
 /// are made at the first picture and kept. That takes as many runs of the text encoder; pictures that
-/// come meanwhile wait for it. Whoever cannot wait calls prepare() before.
+/// come meanwhile wait for it. Whoever cannot wait calls prepareScenes() before.
 class SceneVision final : public Vision {
 public:
     /// The vector of an upright picture; nothing when the model is off, missing or failing.
@@ -70,9 +70,8 @@ public:
     /// zero-shot score, highest first; without a vector of the picture or of a text, nothing.
     VisionResult<std::vector<SceneObservation>> classifyScene(const Image& image) override;
 
-    /// Makes the text vectors when they are not there. Blocks.
-    /// @return whether they are there.
-    bool prepare();
+    /// Makes the text vectors, when the inner one has no classifier.
+    bool prepareScenes() override;
 
     /// Drops the text vectors, since the model was changed; those that are in the making are not kept.
     void reset();

@@ -76,6 +76,10 @@ public:
     virtual VisionResult<std::vector<NormalizedBox>> detectHumans(const Image& image) = 0;
     /// One box for each person whose body was made out.
     virtual VisionResult<std::vector<NormalizedBox>> detectBodyPoses(const Image& image) = 0;
+    /// Makes ready what the next classification needs and may take long to make; whoever waits for a
+    /// classification for a limited time calls this before.
+    /// @return whether scenes can be classified here.
+    virtual bool prepareScenes() = 0;
     /// Sorted by confidence, highest first.
     virtual VisionResult<std::vector<SceneObservation>> classifyScene(const Image& image) = 0;
     /// The picture should hold little but the text: one line, dark on light.

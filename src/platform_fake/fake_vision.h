@@ -37,6 +37,7 @@ public:
     VisionResult<std::vector<NormalizedBox>> detectBodyPoses(const Image& image) override {
         return answer(bodyPoses, image);
     }
+    bool prepareScenes() override { return static_cast<bool>(scenes); }
     VisionResult<std::vector<SceneObservation>> classifyScene(const Image& image) override {
         return answer(scenes, image);
     }

@@ -12,6 +12,7 @@ namespace kelvaris {
 namespace {
 
 constexpr const char* landmarkFile = "shape_predictor_68_face_landmarks.dat";
+constexpr const char* sceneClassifier = "SceneClassifier.mlmodelc";
 constexpr std::string_view thresholdKey = "kelvaris.vision.threshold";
 /// For models that take a picture of any size.
 constexpr int freeInputSide = 640;
@@ -87,8 +88,10 @@ VisionResult<std::vector<NormalizedBox>> LinuxVision::detectBodyPoses(const Imag
     return detectBoxes(model("BodyPoseDetector.mlmodelc"), image);
 }
 
+bool LinuxVision::prepareScenes() { return model(sceneClassifier) != nullptr; }
+
 VisionResult<std::vector<SceneObservation>> LinuxVision::classifyScene(const Image& image) {
-    const Model classifier = model("SceneClassifier.mlmodelc");
+    const Model classifier = model(sceneClassifier);
     if (classifier == nullptr) return std::vector<SceneObservation>();
     const auto outputs = answers(*classifier, image, PictureFit::centerCrop);
     if (!outputs) return Unexpected(outputs.error());

@@ -29,6 +29,7 @@ public:
     VisionResult<std::vector<FaceObservation>> detectFaces(const Image& image, bool landmarks) override;
     VisionResult<std::vector<NormalizedBox>> detectHumans(const Image& image) override;
     VisionResult<std::vector<NormalizedBox>> detectBodyPoses(const Image& image) override;
+    bool prepareScenes() override;
     VisionResult<std::vector<SceneObservation>> classifyScene(const Image& image) override;
     VisionResult<std::vector<TextObservation>> recognizeText(const Image& image,
                                                              const TextRequest& request) override;

@@ -146,6 +146,7 @@ TEST_F(SceneVisionTest, AnInnerClassifierHasTheWordAndItsErrorsStand) {
     inner_->scenes = always<SceneObservation>({{"cat", 0.9F}});
     EXPECT_EQ(vision_.classifyScene(image_)->front().identifier, "cat");
     EXPECT_EQ(vision_.classifyScene(image_)->size(), 1U);
+    EXPECT_TRUE(vision_.prepareScenes());
     inner_->scenes = failing<SceneObservation>();
     EXPECT_FALSE(vision_.classifyScene(image_));
     EXPECT_EQ(textCount_, 0);
@@ -159,7 +160,7 @@ TEST_F(SceneVisionTest, WithoutTheModelThereIsNothingAndNothingIsKept) {
     EXPECT_THAT(*vision_.classifyScene(image_), IsEmpty());
     EXPECT_EQ(textCount_, 5);
     textWorks_ = [] { return true; };
-    EXPECT_TRUE(vision_.prepare());
+    EXPECT_TRUE(vision_.prepareScenes());
     EXPECT_EQ(vision_.classifyScene(image_)->front().identifier, "dog");
     EXPECT_EQ(textCount_, 5 + textsOfAVocabulary_);
 }
@@ -174,7 +175,7 @@ TEST_F(SceneVisionTest, ChangingTheModelDropsTheTextsEvenThoseInTheMaking) {
     EXPECT_EQ(vision_.classifyScene(image_)->front().identifier, "dog");
     EXPECT_EQ(textCount_, 2 * textsOfAVocabulary_);
     vision_.reset();
-    EXPECT_TRUE(vision_.prepare());
+    EXPECT_TRUE(vision_.prepareScenes());
     EXPECT_EQ(textCount_, 3 * textsOfAVocabulary_);
 }
 
@@ -189,7 +190,7 @@ TEST_F(SceneVisionTest, NothingIsCalledOnceItIsClosed) {
         }
         return true;
     };
-    std::thread abandoned([this] { vision_.prepare(); });
+    std::thread abandoned([this] { vision_.prepareScenes(); });
     begun.get_future().wait();
     int countAtClosing = 0;
     std::thread closing([&] {
