@@ -1,14 +1,12 @@
-#include "platform_fake/fake_files.h"
-
-#include <fmt/format.h>
-
 #include <algorithm>
+
+#include "platform_fake/fake_files_tree.h"
 
 namespace kelvaris {
 
-namespace {
+using namespace fake_files;
 
-using Code = FileError::Code;
+namespace {
 
 struct CodeText {
     Code code;
@@ -27,6 +25,17 @@ constexpr CodeText codeTexts[] = {
     {Code::inUse, "Resource temporarily unavailable"},
     {Code::other, "Input/output error"},
 };
+
+/// An order that no caller can mistake for a sorted one, the same in every run.
+std::uint32_t listingRank(std::string_view name) {
+    std::uint32_t hash = 2166136261u;
+    for (const char c : name) hash = (hash ^ static_cast<unsigned char>(c)) * 16777619u;
+    return hash;
+}
+
+}  // namespace
+
+namespace fake_files {
 
 Unexpected<FileError> failure(Code code) {
     for (const CodeText& row : codeTexts) {
@@ -52,40 +61,7 @@ std::vector<std::string> components(const Path& path) {
     return result;
 }
 
-/// An order that no caller can mistake for a sorted one, the same in every run.
-std::uint32_t listingRank(std::string_view name) {
-    std::uint32_t hash = 2166136261u;
-    for (const char c : name) hash = (hash ^ static_cast<unsigned char>(c)) * 16777619u;
-    return hash;
-}
-
-}  // namespace
-
-struct FakeFiles::Node {
-    enum class Kind { file, folder, link };
-    Kind kind = Kind::file;
-    std::shared_ptr<const Bytes> bytes = std::make_shared<Bytes>();
-    std::shared_ptr<const Bytes> flushed = bytes;  ///< what a power cut leaves
-    Path target;
-    std::map<std::string, NodePointer> children;
-    std::optional<Instant> created;
-    std::optional<Instant> modified;
-    std::uint64_t device = 1;
-    std::uint64_t inode = 0;
-    bool readOnly = false;
-    bool unreadable = false;
-};
-
-/// A name in an existing folder, with or without something under it.
-struct FakeFiles::Spot {
-    NodePointer folder;
-    std::string name;
-
-    NodePointer node() const {
-        const auto found = folder->children.find(name);
-        return found == folder->children.end() ? nullptr : found->second;
-    }
-};
+}  // namespace fake_files
 
 FakeFiles::FakeFiles(const Clock& clock)
     : clock_(clock), locked_(std::make_shared<std::set<std::uint64_t>>()) {
@@ -225,86 +201,6 @@ void FakeFiles::setFreeSpace(std::int64_t bytes) {
     freeSpace_ = bytes;
 }
 
-// --- Faults
-
-void FakeFiles::failAtStep(std::size_t number, Code code) {
-    const std::lock_guard guard(mutex_);
-    steps_.clear();
-    failAt_ = number;
-    failCode_ = code;
-    crashAt_ = 0;
-}
-
-void FakeFiles::crashAtStep(std::size_t number) {
-    const std::lock_guard guard(mutex_);
-    steps_.clear();
-    crashAt_ = number;
-    failAt_ = 0;
-}
-
-void FakeFiles::restart() {
-    const std::lock_guard guard(mutex_);
-    for (auto undo = unflushedNames_.rbegin(); undo != unflushedNames_.rend(); ++undo) undo->second();
-    unflushedNames_.clear();
-    const auto lose = [](const auto& self, const NodePointer& node) -> void {
-        node->bytes = node->flushed;
-        for (const auto& [name, child] : node->children) self(self, child);
-    };
-    lose(lose, root_);
-    locked_->clear();
-    clearFaults();
-}
-
-void FakeFiles::clearFaults() {
-    const std::lock_guard guard(mutex_);
-    failAt_ = crashAt_ = 0;
-    crashed_ = false;
-    steps_.clear();
-}
-
-std::size_t FakeFiles::stepCount() const {
-    const std::lock_guard guard(mutex_);
-    return steps_.size();
-}
-
-std::vector<FakeFiles::Step> FakeFiles::steps() const {
-    const std::lock_guard guard(mutex_);
-    return steps_;
-}
-
-void FakeFiles::resetSteps() {
-    const std::lock_guard guard(mutex_);
-    steps_.clear();
-}
-
-std::size_t FakeFiles::readCount(const Path& path) const {
-    const std::lock_guard guard(mutex_);
-    const auto found = readCounts_.find(path);
-    return found == readCounts_.end() ? 0 : found->second;
-}
-
-FileResult<void> FakeFiles::step(Step step) {
-    if (auto living = alive(); !living) return living;
-    steps_.push_back(step);
-    if (steps_.size() == crashAt_) {
-        crashed_ = true;
-        return failure(Code::other);
-    }
-    if (steps_.size() == failAt_) return failure(failCode_);
-    return {};
-}
-
-FileResult<void> FakeFiles::alive() const {
-    if (crashed_) return failure(Code::other);
-    return {};
-}
-
-FileResult<void> FakeFiles::reserve(std::int64_t growth) {
-    if (growth > freeSpace_) return failure(Code::noSpace);
-    freeSpace_ -= growth;
-    return {};
-}
-
 // --- Looking
 
 std::optional<std::string> FakeFiles::contents(const Path& path) const {
@@ -406,255 +302,6 @@ FileResult<std::int64_t> FakeFiles::freeSpace(const Path& folder) const {
     const auto node = readable(folder);
     if (!node) return Unexpected(node.error());
     return freeSpace_;
-}
-
-// --- Writing
-
-/// Puts the node under the name. Until the folder is flushed a power cut takes it back.
-void FakeFiles::put(const Spot& spot, NodePointer node, bool untilFlushed) {
-    NodePointer& child = spot.folder->children[spot.name];
-    if (untilFlushed) {
-        unflushedNames_.emplace_back(spot.folder.get(), [spot, before = child] {
-            if (before) {
-                spot.folder->children[spot.name] = before;
-            } else {
-                spot.folder->children.erase(spot.name);
-            }
-        });
-    }
-    child = std::move(node);
-    spot.folder->modified = clock_.now();
-}
-
-class FakeFiles::Pending final : public PendingFile {
-public:
-    Pending(FakeFiles& files, Spot target, Spot temporary, Durability durability)
-        : files_(files),
-          target_(std::move(target)),
-          temporary_(std::move(temporary)),
-          durability_(durability),
-          node_(temporary_.node()) {}
-
-    ~Pending() override { discard(); }
-
-    FileResult<void> write(ByteView bytes) override {
-        const std::lock_guard guard(files_.mutex_);
-        auto passed = files_.step(Step::write);
-        if (passed) passed = files_.reserve(static_cast<std::int64_t>(bytes.size()));
-        if (!passed) {
-            discard();
-            return passed;
-        }
-        buffer_.insert(buffer_.end(), bytes.begin(), bytes.end());
-        node_->bytes = std::make_shared<Bytes>(buffer_);
-        return {};
-    }
-
-    FileResult<void> commit() override {
-        const std::lock_guard guard(files_.mutex_);
-        const bool durable = durability_ == Durability::durable;
-        if (auto flushed = durable ? files_.step(Step::flush) : FileResult<void>(); !flushed) {
-            discard();
-            return flushed;
-        }
-        if (durable) node_->flushed = node_->bytes;
-        auto renamed = files_.step(Step::rename);
-        const NodePointer old = target_.node();
-        if (renamed && old && old->kind == Node::Kind::folder) renamed = failure(Code::isADirectory);
-        if (!renamed) {
-            discard();
-            return renamed;
-        }
-        if (old) files_.freeSpace_ += static_cast<std::int64_t>(old->bytes->size());
-        temporary_.folder->children.erase(temporary_.name);
-        files_.put(target_, node_, true);
-        node_->modified = files_.clock_.now();
-        done_ = true;
-        if (!durable) return {};
-        auto folderFlushed = files_.step(Step::flushFolder);
-        if (folderFlushed) {
-            std::erase_if(files_.unflushedNames_,
-                          [&](const auto& undo) { return undo.first == target_.folder.get(); });
-        } else if (!files_.crashed_) {
-            takeBack(old);
-        }
-        return folderFlushed;
-    }
-
-private:
-    /// The bytes could not be promised to last, so the old file stands again.
-    void takeBack(const NodePointer& old) {
-        files_.unflushedNames_.back().second();
-        files_.unflushedNames_.pop_back();
-        if (old) files_.freeSpace_ -= static_cast<std::int64_t>(old->bytes->size());
-        files_.freeSpace_ += static_cast<std::int64_t>(buffer_.size());
-    }
-
-    void discard() {
-        const std::lock_guard guard(files_.mutex_);
-        if (done_ || files_.crashed_) return;
-        done_ = true;
-        files_.freeSpace_ += static_cast<std::int64_t>(buffer_.size());
-        temporary_.folder->children.erase(temporary_.name);
-    }
-
-    FakeFiles& files_;
-    Spot target_;
-    Spot temporary_;
-    Durability durability_;
-    NodePointer node_;
-    Bytes buffer_;
-    bool done_ = false;
-};
-
-FileResult<std::unique_ptr<PendingFile>> FakeFiles::beginWrite(const Path& path, Durability durability) {
-    const std::lock_guard guard(mutex_);
-    if (auto passed = step(Step::begin); !passed) return Unexpected(passed.error());
-    const auto target = spot(path);
-    if (!target) return Unexpected(target.error());
-    if (target->folder->readOnly) return failure(Code::permissionDenied);
-    if (const auto old = target->node(); old && old->kind == Node::Kind::folder) {
-        return failure(Code::isADirectory);
-    }
-    const Spot temporary{target->folder, fmt::format(".{}.{}.tmp", target->name, nextPending_++)};
-    put(temporary, makeNode(target->folder), false);
-    return std::unique_ptr<PendingFile>(std::make_unique<Pending>(*this, *target, temporary, durability));
-}
-
-FileResult<void> FakeFiles::createDirectories(const Path& path) {
-    const std::lock_guard guard(mutex_);
-    Path at("/");
-    for (const std::string& part : components(path)) {
-        const Path next = at / part;
-        if (const auto found = find(next)) {
-            if ((*found)->kind != Node::Kind::folder) return failure(Code::notADirectory);
-        } else {
-            if (auto passed = step(Step::createFolder); !passed) return passed;
-            const auto where = spot(next);
-            if (!where) return Unexpected(where.error());
-            if (where->folder->readOnly) return failure(Code::permissionDenied);
-            if (where->node()) return failure(Code::alreadyExists);  // a link that leads nowhere
-            NodePointer folder = makeNode(where->folder);
-            folder->kind = Node::Kind::folder;
-            put(*where, std::move(folder), false);
-        }
-        at = next;
-    }
-    return alive();
-}
-
-FileResult<void> FakeFiles::removeFile(const Path& path) {
-    const std::lock_guard guard(mutex_);
-    if (auto passed = step(Step::remove); !passed) return passed;
-    const auto where = spot(path);
-    if (!where) return Unexpected(where.error());
-    const NodePointer node = where->node();
-    if (!node) return failure(Code::notFound);
-    if (node->kind == Node::Kind::folder) return failure(Code::isADirectory);
-    if (where->folder->readOnly) return failure(Code::permissionDenied);
-    freeSpace_ += static_cast<std::int64_t>(node->bytes->size());
-    where->folder->children.erase(where->name);
-    return {};
-}
-
-FileResult<void> FakeFiles::removeTree(const Path& path) {
-    const std::lock_guard guard(mutex_);
-    const auto where = spot(path);
-    if (!where) return Unexpected(where.error());
-    const NodePointer node = where->node();
-    if (!node) return failure(Code::notFound);
-    if (node->kind == Node::Kind::folder) {
-        std::vector<std::string> names;
-        for (const auto& child : node->children) names.push_back(child.first);
-        for (const std::string& name : names) {
-            if (auto removed = removeTree(path / name); !removed) return removed;
-        }
-    }
-    if (auto passed = step(Step::remove); !passed) return passed;
-    if (where->folder->readOnly) return failure(Code::permissionDenied);
-    freeSpace_ += static_cast<std::int64_t>(node->bytes->size());
-    where->folder->children.erase(where->name);
-    return {};
-}
-
-FileResult<void> FakeFiles::relocate(const Path& from, const Path& to, bool overExisting) {
-    if (auto passed = step(Step::move); !passed) return passed;
-    const auto source = spot(from);
-    if (!source) return Unexpected(source.error());
-    const auto target = spot(to);
-    if (!target) return Unexpected(target.error());
-    const NodePointer node = source->node();
-    if (!node) return failure(Code::notFound);
-    if (source->folder->readOnly || target->folder->readOnly) return failure(Code::permissionDenied);
-    if (source->folder->device != target->folder->device) return failure(Code::crossesDevices);
-    const NodePointer old = target->node();
-    if (old && !overExisting) return failure(Code::alreadyExists);
-    if (old && old != node && old->kind == Node::Kind::folder) {
-        if (node->kind != Node::Kind::folder) return failure(Code::isADirectory);
-        if (!old->children.empty()) return failure(Code::alreadyExists);
-    }
-    source->folder->children.erase(source->name);
-    target->folder->children[target->name] = node;
-    target->folder->modified = source->folder->modified = clock_.now();
-    return {};
-}
-
-FileResult<void> FakeFiles::move(const Path& from, const Path& to) {
-    const std::lock_guard guard(mutex_);
-    return relocate(from, to, false);
-}
-
-FileResult<void> FakeFiles::replace(const Path& from, const Path& to) {
-    const std::lock_guard guard(mutex_);
-    return relocate(from, to, true);
-}
-
-FileResult<void> FakeFiles::exchange(const Path& a, const Path& b) {
-    const std::lock_guard guard(mutex_);
-    if (auto passed = step(Step::move); !passed) return passed;
-    const auto first = spot(a);
-    if (!first) return Unexpected(first.error());
-    const auto second = spot(b);
-    if (!second) return Unexpected(second.error());
-    if (!first->node() || !second->node()) return failure(Code::notFound);
-    if (first->folder->readOnly || second->folder->readOnly) return failure(Code::permissionDenied);
-    if (first->folder->device != second->folder->device) return failure(Code::crossesDevices);
-    std::swap(first->folder->children[first->name], second->folder->children[second->name]);
-    return {};
-}
-
-FileResult<void> FakeFiles::copyFile(const Path& from, const Path& to) {
-    const std::lock_guard guard(mutex_);
-    const auto source = readable(from);
-    if (!source) return Unexpected(source.error());
-    if ((*source)->kind != Node::Kind::file) return failure(Code::isADirectory);
-    const auto bytes = (*source)->bytes;
-    return writeAtomically(to, *bytes);
-}
-
-class FakeFiles::Held final : public FileLock {
-public:
-    Held(std::shared_ptr<std::set<std::uint64_t>> locked, std::uint64_t inode)
-        : locked_(std::move(locked)), inode_(inode) {}
-    ~Held() override { locked_->erase(inode_); }
-
-private:
-    std::shared_ptr<std::set<std::uint64_t>> locked_;
-    std::uint64_t inode_;
-};
-
-FileResult<std::unique_ptr<FileLock>> FakeFiles::lock(const Path& path) {
-    const std::lock_guard guard(mutex_);
-    if (auto passed = step(Step::lock); !passed) return Unexpected(passed.error());
-    const auto where = spot(path);
-    if (!where) return Unexpected(where.error());
-    if (!where->node()) {
-        if (where->folder->readOnly) return failure(Code::permissionDenied);
-        put(*where, makeNode(where->folder), false);
-    }
-    const std::uint64_t inode = where->node()->inode;
-    if (!locked_->insert(inode).second) return failure(Code::inUse);
-    return std::unique_ptr<FileLock>(std::make_unique<Held>(locked_, inode));
 }
 
 }  // namespace kelvaris

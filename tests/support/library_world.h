@@ -50,6 +50,26 @@ public:
     int sidebarLoads = 0;
 };
 
+/// The services of rolls on a machine in memory; all must outlive them.
+inline LibraryServices servicesOn(FakeMachine& machine, OperationQueue& userQueue, ImageCache& imageCache,
+                                  Animator& animator, UserPreferences& preferences, ExifService& exif,
+                                  AnalysisPipeline& analysis) {
+    return {.main = machine.main,
+            .userQueue = userQueue,
+            .files = machine.files,
+            .images = machine.images,
+            .imageCache = imageCache,
+            .language = machine.language,
+            .clock = machine.clock.wall(),
+            .shell = machine.shell,
+            .animator = animator,
+            .geocoder = machine.geocoder,
+            .preferences = preferences,
+            .exif = exif,
+            .analysis = analysis,
+            .home = machine.places.home};
+}
+
 /// Everything a roll needs, on a machine in memory. Files of pictures hold one small picture.
 struct LibraryWorld {
     FakeMachine machine;
@@ -67,20 +87,7 @@ struct LibraryWorld {
     LibraryWorld() { machine.images.setDefaultPicture({.upright = solidBitmap(12, 8, 90, 80, 70)}); }
 
     LibraryServices servicesWith(AnalysisPipeline& analysis) {
-        return {.main = machine.main,
-                .userQueue = *userQueue,
-                .files = machine.files,
-                .images = machine.images,
-                .imageCache = imageCache,
-                .language = machine.language,
-                .clock = machine.clock.wall(),
-                .shell = machine.shell,
-                .animator = animator,
-                .geocoder = machine.geocoder,
-                .preferences = preferences,
-                .exif = exif,
-                .analysis = analysis,
-                .home = machine.places.home};
+        return servicesOn(machine, *userQueue, imageCache, animator, preferences, exif, analysis);
     }
 
     ThumbnailTools thumbnailTools() { return {machine.main, machine.files, machine.images, exif}; }
