@@ -9,13 +9,13 @@
 #include <fmt/format.h>
 
 #include "discovery/face_grouping.h"
+#include "discovery/search_vocabulary.h"
 #include "discovery/searchable.h"
 
 namespace kelvaris::benchmarks {
 
-/// A large library in memory, always the same for the same size: rolls of 36
-/// photos with a unit vector of 512 floats, 30 of 1,500 tags, labels, a place
-/// and five colours each.
+/// A large library in memory, always the same for the same size: rolls of 36 photos with a unit vector of
+/// 512 floats, 30 of 1,500 tags of two words of the language, labels, a place and five colours each.
 class GeneratedLibrary {
 public:
     static constexpr std::size_t photosPerRoll = 36;
@@ -24,8 +24,12 @@ public:
     static constexpr std::size_t dimension = 512;
 
     explicit GeneratedLibrary(std::size_t photoCount) {
-        for (std::size_t i = 0; i < tagCount; ++i)
-            tags_.push_back(fmt::format("{}_{}", word(i), word(i * 7 + 3)));
+        std::vector<std::string_view> terms;
+        for (const LabelSearchTerms& row : labelSearchTerms()) terms.insert(terms.end(), row.terms);
+        for (std::size_t i = 0; i < tagCount; ++i) {
+            tags_.push_back(
+                fmt::format("{}_{}", terms[i % terms.size()], terms[(i * 7 + i / 250) % terms.size()]));
+        }
         for (std::size_t made = 0; made < photoCount;) {
             SearchableRoll roll{
                 .id = RollID::random(), .context = {word(made), {}, word(made + 5), 400, {}}, .photos = {}};
@@ -48,9 +52,9 @@ public:
         return vector;
     }
 
-    /// Faces of persons with 40 pictures each, one a photo.
-    std::vector<IndexedFace> faces(std::size_t count) {
-        std::vector<std::vector<float>> persons(count / 40 + 1);
+    /// Faces of so many persons, one a photo.
+    std::vector<IndexedFace> faces(std::size_t count, std::size_t personCount) {
+        std::vector<std::vector<float>> persons(personCount);
         for (auto& person : persons) person = unitVector();
         std::vector<IndexedFace> all;
         const RollID roll = RollID::random();

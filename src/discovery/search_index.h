@@ -54,10 +54,11 @@ public:
                 const RollHits& onRoll) const;
 
 private:
-    /// Different texts by number; numbers are never given twice.
+    /// Different texts in lower case by number; numbers are never given twice.
     class TextTable {
     public:
-        std::uint32_t number(std::string_view text);
+        /// Each way of writing a text is made lower-case but once.
+        std::uint32_t number(std::string_view text, const Language& language);
         const std::vector<std::string>& texts() const { return texts_; }
 
     private:
@@ -83,6 +84,7 @@ private:
         SearchableRollPointer source;
         std::vector<Photo> photos;
         std::vector<Tag> tags;
+        std::size_t embeddingCount;
     };
     class Answers;
 
