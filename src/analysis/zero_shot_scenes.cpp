@@ -87,33 +87,57 @@ bool SceneVision::prepareScenes() { return inner_->prepareScenes() || texts() !=
 void SceneVision::reset() {
     const std::scoped_lock lock(mutex_);
     texts_ = nullptr;
-    ++resets_;
-}
-
-std::shared_ptr<const SceneVision::Texts> SceneVision::texts() {
-    {
-        const std::scoped_lock lock(mutex_);
-        if (texts_ != nullptr) return texts_;
-    }
-    const std::scoped_lock making(making_);
-    std::size_t resetsBefore = 0;
-    {
-        const std::scoped_lock lock(mutex_);
-        if (texts_ != nullptr) return texts_;
-        resetsBefore = resets_;
-    }
-    auto made = madeTexts();
-    const std::scoped_lock lock(mutex_);
     // Vectors of two models must not meet.
-    if (resets_ != resetsBefore) return nullptr;
-    texts_ = std::move(made);
-    return texts_;
+    if (making_ != nullptr) making_->isGivenUp = true;
+    making_ = nullptr;
+    changed_.notify_all();
 }
 
 void SceneVision::close() {
     std::unique_lock lock(mutex_);
     isClosed_ = true;
-    callEnded_.wait(lock, [this] { return callsUnderWay_ == 0; });
+    changed_.wait(lock, [this] { return callsUnderWay_ == 0; });
+}
+
+std::shared_ptr<const SceneVision::Texts> SceneVision::texts() {
+    std::unique_lock lock(mutex_);
+    if (texts_ != nullptr) return texts_;
+    if (making_ == nullptr) {
+        making_ = std::make_shared<Making>();
+        making_->texts.words.resize(scenePrompts().size());
+        making_->texts.background.resize(backgroundSentences().size());
+    }
+    const std::shared_ptr<Making> making = making_;
+    takePart(*making, lock);
+    if (making_ == making) {
+        making_ = nullptr;
+        if (!making->isGivenUp) texts_ = {making, &making->texts};
+    }
+    return making->isGivenUp ? nullptr : std::shared_ptr<const Texts>(making, &making->texts);
+}
+
+void SceneVision::takePart(Making& making, std::unique_lock<std::mutex>& lock) {
+    const std::vector<ScenePrompt>& prompts = scenePrompts();
+    const std::size_t count = prompts.size() + backgroundSentences().size();
+    while (!making.isGivenUp && making.begun < count) {
+        const std::size_t index = making.begun++;
+        const bool isWord = index < prompts.size();
+        const std::string_view sentence =
+            isWord ? prompts[index].sentence : backgroundSentences()[index - prompts.size()];
+        lock.unlock();
+        Vector vector = embedded([&] { return textEmbedding_(sentence); });
+        lock.lock();
+        if (!vector) {
+            making.isGivenUp = true;
+        } else if (isWord) {
+            making.texts.words[index] = {std::move(*vector), prompts[index].family};
+        } else {
+            making.texts.background[index - prompts.size()] = std::move(*vector);
+        }
+        ++making.done;
+        changed_.notify_all();
+    }
+    changed_.wait(lock, [&] { return making.isGivenUp || making.done == count; });
 }
 
 SceneVision::Vector SceneVision::embedded(const std::function<Vector()>& function) {
@@ -125,23 +149,8 @@ SceneVision::Vector SceneVision::embedded(const std::function<Vector()>& functio
     Vector vector = function();
     const std::scoped_lock lock(mutex_);
     --callsUnderWay_;
-    callEnded_.notify_all();
+    changed_.notify_all();
     return vector;
-}
-
-std::shared_ptr<const SceneVision::Texts> SceneVision::madeTexts() {
-    auto made = std::make_shared<Texts>();
-    for (const ScenePrompt& prompt : scenePrompts()) {
-        Vector vector = embedded([&] { return textEmbedding_(prompt.sentence); });
-        if (!vector) return nullptr;
-        made->words.push_back({std::move(*vector), prompt.family});
-    }
-    for (const std::string_view sentence : backgroundSentences()) {
-        Vector vector = embedded([&] { return textEmbedding_(sentence); });
-        if (!vector) return nullptr;
-        made->background.push_back(std::move(*vector));
-    }
-    return made;
 }
 
 }  // namespace kelvaris

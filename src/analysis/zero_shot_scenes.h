@@ -47,8 +47,8 @@ std::vector<float> zeroShotScores(std::span<const float> image, std::span<const 
 /// Sees as another one does, and classifies scenes by words where that one has no classifier. Any thread.
 ///
 /// The text vectors, one for each word of classificationMapping and personWords and a few for the background,
-/// are made at the first picture and kept. That takes as many runs of the text encoder; pictures that
-/// come meanwhile wait for it. Whoever cannot wait calls prepareScenes() before.
+/// are made at the first picture and kept. That takes as many runs of the text encoder, in which threads
+/// whose pictures come meanwhile take part. Whoever cannot wait for them calls prepareScenes() before.
 class SceneVision final : public Vision {
 public:
     /// The vector of an upright picture; nothing when the model is off, missing or failing.
@@ -56,8 +56,8 @@ public:
     /// The vector of a text, likewise.
     using TextEmbedding = std::function<std::optional<std::vector<float>>(std::string_view)>;
 
-    /// The functions are called from any thread, the one for texts from one at a time. They give vectors of
-    /// length 1 and do not throw. What they use must live until close() returns.
+    /// The functions are called from any thread and several at once. They give vectors of length 1 and do
+    /// not throw. What they use must live until close() returns.
     SceneVision(std::shared_ptr<Vision> inner, ImageEmbedding imageEmbedding, TextEmbedding textEmbedding);
 
     VisionResult<std::vector<FaceObservation>> detectFaces(const Image& image, bool landmarks) override;
@@ -83,14 +83,20 @@ public:
 
 private:
     using Vector = std::optional<std::vector<float>>;
-
     struct Texts {
         std::vector<ZeroShotText> words;  ///< in the order of scenePrompts()
         std::vector<std::vector<float>> background;
     };
+    /// Text vectors in the making, by all threads that need them.
+    struct Making {
+        Texts texts;
+        std::size_t begun = 0;
+        std::size_t done = 0;
+        bool isGivenUp = false;  ///< a text has no vector, or the model was changed
+    };
 
     std::shared_ptr<const Texts> texts();
-    std::shared_ptr<const Texts> madeTexts();
+    void takePart(Making& making, std::unique_lock<std::mutex>& lock);
     /// What the function gives; nothing once closed.
     Vector embedded(const std::function<Vector()>& function);
 
@@ -98,13 +104,12 @@ private:
     const ImageEmbedding imageEmbedding_;
     const TextEmbedding textEmbedding_;
 
-    std::mutex making_;  ///< held while text vectors are made; taken before mutex_
-    std::mutex mutex_;   ///< guards what follows
+    std::mutex mutex_;  ///< guards what follows
+    std::condition_variable changed_;
     std::shared_ptr<const Texts> texts_;
-    std::size_t resets_ = 0;
+    std::shared_ptr<Making> making_;
     std::size_t callsUnderWay_ = 0;
     bool isClosed_ = false;
-    std::condition_variable callEnded_;
 };
 
 }  // namespace kelvaris

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <cmath>
 #include <future>
 #include <limits>
@@ -172,11 +173,28 @@ TEST_F(SceneVisionTest, ChangingTheModelDropsTheTextsEvenThoseInTheMaking) {
         return true;
     };
     EXPECT_THAT(*vision_.classifyScene(image_), IsEmpty());
+    EXPECT_EQ(textCount_, 7);
     EXPECT_EQ(vision_.classifyScene(image_)->front().identifier, "dog");
-    EXPECT_EQ(textCount_, 2 * textsOfAVocabulary_);
+    EXPECT_EQ(textCount_, 7 + textsOfAVocabulary_);
     vision_.reset();
     EXPECT_TRUE(vision_.prepareScenes());
-    EXPECT_EQ(textCount_, 3 * textsOfAVocabulary_);
+    EXPECT_EQ(textCount_, 7 + 2 * textsOfAVocabulary_);
+}
+
+TEST_F(SceneVisionTest, PicturesThatComeTogetherMakeTheTextsTogether) {
+    pictureVector_ = near({{"a photo of a dog", 0.3F}});
+    std::promise<void> another;
+    textWorks_ = [&, calls = std::make_shared<std::atomic<int>>()] {
+        const int call = ++*calls;
+        if (call == 2) another.set_value();
+        // The first text waits for a second one, which another thread must take.
+        return call != 1 ||
+               another.get_future().wait_for(std::chrono::seconds(20)) == std::future_status::ready;
+    };
+    std::thread other([this] { EXPECT_EQ(vision_.classifyScene(image_)->front().identifier, "dog"); });
+    EXPECT_EQ(vision_.classifyScene(image_)->front().identifier, "dog");
+    other.join();
+    EXPECT_EQ(textCount_, textsOfAVocabulary_);
 }
 
 TEST_F(SceneVisionTest, NothingIsCalledOnceItIsClosed) {
