@@ -10,6 +10,7 @@
 #include "platform_linux/vips_codec.h"
 #include "sample_roll/writers.h"
 #include "stopwatch.h"
+#include "temporary_folder.h"
 
 /// What looking for faces, stamps and the way up costs beside decoding the frame: the floor is the
 /// 800-pixel frame out of a JPEG of 24 megapixels.
@@ -19,15 +20,12 @@ namespace {
 namespace fs = std::filesystem;
 
 struct Bench {
-    Bench() : path(fs::temp_directory_path() / ("kelvaris-sight-" + std::to_string(std::rand()) + ".jpg")) {
+    Bench() {
         sample_roll::Frame frame(
             {.scene = sample_roll::Scene::portrait, .seed = 2, .width = 6000, .height = 4000});
         if (sample_roll::writeJpeg(path, frame, 92, {}) != sample_roll::WriteOutcome::written) std::abort();
         image = decoded();
     }
-    ~Bench() { fs::remove(path); }
-    Bench(const Bench&) = delete;
-    Bench& operator=(const Bench&) = delete;
 
     Image decoded() const {
         const auto source = codec->open(Path(path.string()));
@@ -36,7 +34,8 @@ struct Bench {
         return *result;
     }
 
-    const fs::path path;
+    const TemporaryFolder folder;
+    const fs::path path = folder / "frame.jpg";
     const std::unique_ptr<VipsImageCodec> codec = VipsImageCodec::make();
     FakeInferenceRuntime runtime;
     LinuxVision vision{runtime, Path("/none")};

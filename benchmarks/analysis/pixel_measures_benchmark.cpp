@@ -7,6 +7,7 @@
 #include "platform_linux/vips_codec.h"
 #include "sample_roll/writers.h"
 #include "stopwatch.h"
+#include "temporary_folder.h"
 
 /// What the measures of a frame cost beside decoding it: the floor is the 800-pixel frame out of a JPEG of
 /// 24 megapixels.
@@ -16,15 +17,13 @@ namespace {
 namespace fs = std::filesystem;
 
 struct Scan {
-    Scan() : path(fs::temp_directory_path() / ("kelvaris-measures-" + std::to_string(std::rand()) + ".jpg")) {
+    Scan() {
         sample_roll::Frame frame({.width = 6000, .height = 4000});
         if (sample_roll::writeJpeg(path, frame, 92, {}) != sample_roll::WriteOutcome::written) std::abort();
     }
-    ~Scan() { fs::remove(path); }
-    Scan(const Scan&) = delete;
-    Scan& operator=(const Scan&) = delete;
 
-    const fs::path path;
+    const TemporaryFolder folder;
+    const fs::path path = folder / "scan.jpg";
 };
 
 Image decoded(VipsImageCodec& codec, const fs::path& path) {

@@ -9,6 +9,7 @@
 #include "platform_linux/vips_codec.h"
 #include "sample_roll/writers.h"
 #include "stopwatch.h"
+#include "temporary_folder.h"
 
 /// What a photo's first look costs: one opened file gives its metadata, the bitmap of 800 pixels for the
 /// analysis and that of 300 for the eye. The floor is the imaging library's own command for one thumbnail.
@@ -25,13 +26,6 @@ enum Kind { jpeg, tiff, packedTiff };
 /// Scans of 24 megapixels, painted once and removed at the end.
 class Scans {
 public:
-    Scans() : folder_(fs::temp_directory_path() / ("kelvaris-benchmark-" + std::to_string(std::rand()))) {
-        fs::create_directories(folder_);
-    }
-    ~Scans() { fs::remove_all(folder_); }
-    Scans(const Scans&) = delete;
-    Scans& operator=(const Scans&) = delete;
-
     fs::path path(Kind kind) {
         static const char* const names[] = {"scan.jpg", "scan.tif", "packed.tif"};
         const fs::path path = folder_ / names[kind];
@@ -43,10 +37,10 @@ public:
         if (outcome != sample_roll::WriteOutcome::written) throw std::runtime_error("no scan was written");
         return path;
     }
-    fs::path folder() const { return folder_; }
+    fs::path folder() const { return folder_.path(); }
 
 private:
-    const fs::path folder_;
+    const TemporaryFolder folder_;
 };
 
 Scans& scans() {

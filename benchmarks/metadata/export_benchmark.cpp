@@ -15,6 +15,7 @@
 #include "platform_linux/vips_codec.h"
 #include "sample_roll/writers.h"
 #include "stopwatch.h"
+#include "temporary_folder.h"
 
 /// A tagged copy of a JPEG of 24 megapixels, against the bare steps with the same library: the whole
 /// picture decoded, turned, encoded and written. Both end with the bytes handed to the system.
@@ -25,7 +26,6 @@ namespace fs = std::filesystem;
 
 struct Scene {
     Scene() {
-        fs::create_directories(folder);
         sample_roll::Frame frame({.width = 6000, .height = 4000});
         sample_roll::ExifRecord exif;
         exif.make = "Scanner";
@@ -35,9 +35,8 @@ struct Scene {
             std::abort();
         }
     }
-    ~Scene() { fs::remove_all(folder); }
 
-    fs::path folder = fs::temp_directory_path() / ("kelvaris-export-" + std::to_string(std::rand()));
+    TemporaryFolder folder;
     LinuxFiles files;
     IcuLanguage language;
     std::unique_ptr<VipsImageCodec> codec = VipsImageCodec::make();

@@ -12,6 +12,7 @@
 #include "platform_fake/fake_language.h"
 #include "platform_linux/linux_files.h"
 #include "stopwatch.h"
+#include "temporary_folder.h"
 #include "vault/frontmatter.h"
 #include "vault/vault_documents.h"
 #include "vault/vault_store.h"
@@ -102,12 +103,7 @@ EmbeddingsByFilename vectorsOf(const VaultRollManifest& manifest) {
 /// A vault on the disk of temporary files.
 class Vault {
 public:
-    Vault() : folder_(fs::temp_directory_path() / ("kelvaris-benchmark-" + std::to_string(std::rand()))) {
-        store.ensureDirectoriesExist();
-    }
-    ~Vault() { fs::remove_all(folder_); }
-    Vault(const Vault&) = delete;
-    Vault& operator=(const Vault&) = delete;
+    Vault() { store.ensureDirectoriesExist(); }
 
     RollID add(const VaultRollManifest& manifest) {
         const RollID id = *RollID::parse(manifest.id);
@@ -117,12 +113,13 @@ public:
     }
 
 private:
-    const fs::path folder_;
+    const TemporaryFolder folder_;
 
 public:
     LinuxFiles files;
     const FakeLanguage language;
-    VaultStore store{files, VaultPaths::under(Path(folder_.string()), Path((folder_ / "cache").string()))};
+    VaultStore store{files,
+                     VaultPaths::under(Path(folder_.path().string()), Path((folder_ / "cache").string()))};
 };
 
 struct Event {
