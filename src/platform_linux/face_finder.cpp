@@ -3,39 +3,56 @@
 
 #include <dlib/image_processing.h>
 #include <dlib/image_processing/frontal_face_detector.h>
-#include <dlib/image_transforms.h>
 
 #include <algorithm>
 #include <fstream>
 #include <mutex>
+#include <span>
 
 #include "base/log.h"
+#include "platform_linux/face_scanner.h"
 
 namespace kelvaris {
 
 namespace {
-
-using GreyPicture = dlib::array2d<unsigned char>;
 
 /// A face must fill the detector's window of 80 pixels; pictures that are not large are enlarged so that
 /// faces of 48 pixels do.
 constexpr int largestEnlargedSide = 1000;
 constexpr double enlargement = 80.0 / 48.0;
 /// From here on no picture without a face was ever taken for one.
-constexpr double leastScore = 0.25;
+constexpr float leastScore = 0.25F;
 
-GreyPicture greyPicture(const Bitmap& bitmap) {
-    GreyPicture grey(bitmap.height, bitmap.width);
-    const std::uint8_t* source = bitmap.pixels.data();
-    for (long y = 0; y < grey.nr(); ++y) {
-        for (long x = 0; x < grey.nc(); ++x, source += bitmap.channels) {
-            grey[y][x] = bitmap.channels == 1
-                             ? source[0]
-                             : static_cast<unsigned char>(
-                                   ((299 * source[0]) + (587 * source[1]) + (114 * source[2]) + 500) / 1000);
+/// The library's detector as templates: it looks straight ahead, to either side, and tilted either way.
+std::vector<FaceTemplate> trainedTemplates() {
+    const dlib::frontal_face_detector detector = dlib::get_frontal_face_detector();
+    const auto& scanner = detector.get_scanner();
+    std::vector<FaceTemplate> templates;
+    for (unsigned long number = 0; number < detector.num_detectors(); ++number) {
+        const auto& weights = detector.get_w(number);
+        const auto bank = scanner.build_fhog_filterbank(weights);
+        std::vector<FaceTemplate::Product> products;
+        for (std::size_t plane = 0; plane < bank.filters.size(); ++plane) {
+            for (std::size_t part = 0; part < bank.row_filters[plane].size(); ++part) {
+                FaceTemplate::Product product{.plane = static_cast<int>(plane), .row = {}, .column = {}};
+                const auto& row = bank.row_filters[plane][part];
+                const auto& column = bank.col_filters[plane][part];
+                std::copy(row.begin(), row.end(), product.row.begin());
+                std::copy(column.begin(), column.end(), product.column.begin());
+                products.push_back(product);
+            }
         }
+        const double threshold = weights(scanner.get_num_dimensions());
+        templates.push_back(FaceTemplate::make(std::move(products), static_cast<float>(threshold)));
     }
-    return grey;
+    return templates;
+}
+
+/// As the predictor of points wants it.
+dlib::array2d<unsigned char> libraryPicture(const GreyPlane& plane) {
+    dlib::array2d<unsigned char> picture(plane.height, plane.width);
+    std::copy(plane.pixels.begin(), plane.pixels.end(), &picture[0][0]);
+    return picture;
 }
 
 }  // namespace
@@ -44,23 +61,20 @@ class FrontalFaceFinder::Detectors {
 public:
     explicit Detectors(std::vector<Path> landmarkFiles) : landmarkFiles_(std::move(landmarkFiles)) {}
 
-    std::unique_ptr<dlib::frontal_face_detector> borrow() {
+    std::unique_ptr<FaceScanner> borrow() {
         const std::scoped_lock lock(mutex_);
         if (!idle_.empty()) {
-            auto detector = std::move(idle_.back());
+            auto scanner = std::move(idle_.back());
             idle_.pop_back();
-            return detector;
+            return scanner;
         }
-        // Unpacking the detector takes much longer than copying it.
-        if (!original_) {
-            original_ = std::make_unique<dlib::frontal_face_detector>(dlib::get_frontal_face_detector());
-        }
-        return std::make_unique<dlib::frontal_face_detector>(*original_);
+        if (templates_.empty()) templates_ = trainedTemplates();  // unpacked at the first use
+        return std::make_unique<FaceScanner>(templates_);
     }
 
-    void giveBack(std::unique_ptr<dlib::frontal_face_detector> detector) {
+    void giveBack(std::unique_ptr<FaceScanner> scanner) {
         const std::scoped_lock lock(mutex_);
-        idle_.push_back(std::move(detector));
+        idle_.push_back(std::move(scanner));
     }
 
     /// Read once, then shared by all threads; nullptr when no file reads.
@@ -89,8 +103,8 @@ public:
 private:
     const std::vector<Path> landmarkFiles_;
     std::mutex mutex_;
-    std::unique_ptr<const dlib::frontal_face_detector> original_;
-    std::vector<std::unique_ptr<dlib::frontal_face_detector>> idle_;
+    std::vector<FaceTemplate> templates_;
+    std::vector<std::unique_ptr<FaceScanner>> idle_;
     std::mutex predictorMutex_;
     bool tried_ = false;
     std::unique_ptr<dlib::shape_predictor> predictor_;
@@ -102,34 +116,38 @@ FrontalFaceFinder::FrontalFaceFinder(std::vector<Path> landmarkFiles)
 FrontalFaceFinder::~FrontalFaceFinder() = default;
 
 std::vector<FaceObservation> FrontalFaceFinder::find(const Bitmap& bitmap, bool landmarks) {
-    GreyPicture picture = greyPicture(bitmap);
+    GreyPlane picture = greyPlane(bitmap);
     double scale = 1;
     if (bitmap.longSide() <= largestEnlargedSide) {
         scale = enlargement;
-        GreyPicture larger(std::lround(bitmap.height * scale), std::lround(bitmap.width * scale));
-        dlib::resize_image(picture, larger, dlib::interpolate_bilinear());
-        picture.swap(larger);
+        picture = resized(picture, static_cast<int>(std::lround(bitmap.width * scale)),
+                          static_cast<int>(std::lround(bitmap.height * scale)));
     }
-    std::vector<dlib::rect_detection> found;
-    auto detector = detectors_->borrow();
-    (*detector)(picture, found, leastScore);
-    detectors_->giveBack(std::move(detector));
-    std::sort(found.begin(), found.end(),
-              [](const auto& a, const auto& b) { return a.rect.area() > b.rect.area(); });
+    auto scanner = detectors_->borrow();
+    std::vector<FacePlace> found = scanner->scan(picture, leastScore);
+    detectors_->giveBack(std::move(scanner));
+    std::ranges::stable_sort(found, std::greater(), [](const FacePlace& place) {
+        return (place.right - place.left) * (place.bottom - place.top);
+    });
 
     const dlib::shape_predictor* predictor = landmarks && !found.empty() ? detectors_->predictor() : nullptr;
+    dlib::array2d<unsigned char> libraryCopy;
+    if (predictor != nullptr) libraryCopy = libraryPicture(picture);
     std::vector<FaceObservation> faces;
-    for (const dlib::rect_detection& each : found) {
-        const auto share = [](double value, int side) { return std::clamp(value / side, 0.0, 1.0); };
-        const double left = share(static_cast<double>(each.rect.left()) / scale, bitmap.width);
-        const double right = share((static_cast<double>(each.rect.right()) + 1) / scale, bitmap.width);
-        const double top = share(static_cast<double>(each.rect.top()) / scale, bitmap.height);
-        const double bottom = share((static_cast<double>(each.rect.bottom()) + 1) / scale, bitmap.height);
-        FaceObservation face{.box = {left, 1 - bottom, right - left, bottom - top},
-                             .confidence = each.detection_confidence,
-                             .landmarks = {}};
+    for (const FacePlace& each : found) {
+        const auto share = [scale](double value, int side) {
+            return std::clamp(value / scale / side, 0.0, 1.0);
+        };
+        const double left = share(each.left, bitmap.width);
+        const double right = share(each.right, bitmap.width);
+        const double top = share(each.top, bitmap.height);
+        const double bottom = share(each.bottom, bitmap.height);
+        FaceObservation face{
+            .box = {left, 1 - bottom, right - left, bottom - top}, .confidence = each.score, .landmarks = {}};
         if (predictor != nullptr) {
-            const dlib::full_object_detection points = (*predictor)(picture, each.rect);
+            const dlib::rectangle place(std::lround(each.left), std::lround(each.top),
+                                        std::lround(each.right) - 1, std::lround(each.bottom) - 1);
+            const dlib::full_object_detection points = (*predictor)(libraryCopy, place);
             const auto group = [&](unsigned long first, unsigned long last) {
                 std::vector<PixelPoint> result;
                 for (unsigned long index = first; index <= last; ++index) {
