@@ -128,6 +128,7 @@ public:
             const auto outputs = (*model)->run(values, limit);
             if (!outputs) return sayRunFailed(outputs.error(), limit);
             milliseconds[round] = std::chrono::duration<double, std::milli>(clock.now() - start).count();
+            if (round == 0) sayOutputs(*outputs);
             answers[round] = judgedAnswer(expected_.answer, **model, *outputs);
         }
         sayAnswers(answers);
@@ -243,6 +244,13 @@ private:
                                             typeName(inputs[0].type)));
         const auto rows = tokenRows();
         return std::array{ModelInput{inputs[0].name, rows[0]}, ModelInput{inputs[0].name, rows[1]}};
+    }
+
+    void sayOutputs(const std::vector<OutputTensor>& outputs) {
+        std::vector<std::string> names;
+        for (const OutputTensor& output : outputs)
+            names.push_back(output.name + " " + shapeText(output.shape));
+        if (!names.empty()) say(CheckVerdict::fits, fmt::format("answers {}", fmt::join(names, ", ")));
     }
 
     /// Each finding once, though both answers may have it.

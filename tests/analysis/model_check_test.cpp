@@ -206,7 +206,10 @@ TEST_F(SampleModelCheckTest, TheSampleModelsFitWithoutAWarning) {
     add("clip-vit-b16-dfn/CLIPImageEncoder.mlmodelc", test_models::colorImageEncoder());
     add("clip-vit-b16-dfn/CLIPTextEncoder.mlmodelc", test_models::colorTextEncoder());
     add("nima/NIMA.mlmodelc", test_models::brightnessRater());
-    add("places365/Places365.mlmodelc", test_models::colorPlaces(), test_models::colorPlaceLabels());
+    add("places365/Places365.mlmodelc", test_models::colorClassifier(),
+        test_models::colorLabels(&test_models::SampleColor::place));
+    add("vision/SceneClassifier.mlmodelc", test_models::colorClassifier(),
+        test_models::colorLabels(&test_models::SampleColor::scene));
     add("facenet/MobileFaceNet.mlmodelc", test_models::faceEncoder());
     add("orientation/OrientationClassifier.mlmodelc", test_models::orientationModel());
     const auto report = checkModelFolder(runtime_, folder_.path(), clock_.monotonic());
@@ -214,9 +217,10 @@ TEST_F(SampleModelCheckTest, TheSampleModelsFitWithoutAWarning) {
     EXPECT_THAT(report.rows, Each(verdict(CheckVerdict::fits)));
     EXPECT_THAT(report.rows, Contains(finding(CheckVerdict::fits, "pixels are (byte / 255 - mean)")));
     EXPECT_THAT(report.rows, Contains(finding(CheckVerdict::fits, "11 of 11 labels")));
+    EXPECT_THAT(report.rows, Contains(finding(CheckVerdict::fits, "answers embedding [1, 512]")));
     std::set<std::string> subjects;
     for (const CheckRow& row : report.rows) subjects.insert(row.subject);
-    EXPECT_EQ(subjects.size(), 6U);
+    EXPECT_EQ(subjects.size(), 7U);
 }
 
 TEST_F(SampleModelCheckTest, ModelsThatDoNotLoadOrDoNotEndSaySo) {

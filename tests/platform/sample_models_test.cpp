@@ -94,7 +94,7 @@ TEST_F(SampleModelsTest, WordsForColorsLieNearestToPicturesOfThem) {
 }
 
 TEST_F(SampleModelsTest, PlacesGoByTheColorsOfThePicture) {
-    const auto places = load(models::colorPlaces(), models::colorPlaceLabels());
+    const auto places = load(models::colorClassifier(), models::colorLabels(&models::SampleColor::place));
     ASSERT_TRUE(places);
     for (const models::SampleColor& sample : models::sampleColors) {
         const std::vector<ModelInput> values = {{"image", even(sample.color)}};

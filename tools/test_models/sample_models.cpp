@@ -141,7 +141,7 @@ constexpr std::array<ColorWord, 45> colorWords{{
 
 constexpr PictureInput clipInput{{0.48145466F, 0.4578275F, 0.40821073F},
                                  {0.26862954F, 0.26130258F, 0.27577711F}};
-constexpr PictureInput placesInput{{0.406F, 0.456F, 0.485F}, {0.225F, 0.224F, 0.229F}, true};
+constexpr PictureInput classifierInput{{0.406F, 0.456F, 0.485F}, {0.225F, 0.224F, 0.229F}, true};
 constexpr PictureInput evenInput{{0.5F, 0.5F, 0.5F}, {0.5F, 0.5F, 0.5F}};
 
 }  // namespace
@@ -233,16 +233,16 @@ std::string brightnessRater() {
     return onnxModel(graph, evenInput.keys());
 }
 
-std::string colorPlaces() {
+std::string colorClassifier() {
     OnnxGraph graph;
-    addShares(graph, placesInput);
+    addShares(graph, classifierInput);
     graph.output("shares", OnnxType::float32, {1, colorCount});
-    return onnxModel(graph, placesInput.keys());
+    return onnxModel(graph, classifierInput.keys());
 }
 
-std::string colorPlaceLabels() {
+std::string colorLabels(std::string_view SampleColor::*name) {
     std::string labels;
-    for (const SampleColor& color : sampleColors) labels += std::string(color.place) + '\n';
+    for (const SampleColor& color : sampleColors) labels += std::string(color.*name) + '\n';
     return labels;
 }
 
