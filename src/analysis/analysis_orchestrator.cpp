@@ -102,13 +102,14 @@ void AnalysisOrchestrator::loadThumbnailOf(const RunPointer& run, const PhotoPoi
     const auto load = [this, run, isPending, request = ThumbnailRequest(photo), size = run->pixelSize,
                        cacheDirectory = run->cacheDirectory] {
         using Kind = ThumbnailOutcome::Kind;
-        const ThumbnailOutcome outcome = loadThumbnail(request, cacheDirectory, tools_.thumbnails);
+        const ThumbnailOutcome outcome =
+            loadThumbnail(request, cacheDirectory, tools_.thumbnails, isPending ? size : analysisPixelSize);
         std::optional<bool> wasRead;
         if (outcome.kind == Kind::fromSource) wasRead = true;
         if (outcome.kind == Kind::failed) wasRead = false;
         Image bitmap;
         if (isPending && outcome.kind != Kind::failed) {
-            bitmap = size > analysisPixelSize ? nullptr : outcome.analysisBitmap;
+            bitmap = outcome.analysisBitmap;
             if (!bitmap) {
                 bitmap =
                     tools_.loading.coordinatedThumbnail(request.sourceURL, size, false, RotationAngle::none);

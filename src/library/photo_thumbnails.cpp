@@ -38,7 +38,7 @@ ThumbnailRequest::ThumbnailRequest(PhotoPointer photo)
     : photo(std::move(photo)), sourceURL(this->photo->sourceURL()) {}
 
 ThumbnailOutcome loadThumbnail(const ThumbnailRequest& request, const std::optional<Path>& cacheDirectory,
-                               const ThumbnailTools& tools) {
+                               const ThumbnailTools& tools, int bitmapPixelSize) {
     const PhotoPointer& photo = request.photo;
     if (photo->thumbnailState() == PhotoItem::ThumbnailState::complete) {
         return {ThumbnailOutcome::Kind::alreadyLoaded, nullptr};
@@ -65,7 +65,7 @@ ThumbnailOutcome loadThumbnail(const ThumbnailRequest& request, const std::optio
         }
     }
     const EXIFResult exif = tools.exif.readEXIF(**source);
-    auto bitmap = (*source)->decode(analysisPixelSize);
+    auto bitmap = (*source)->decode(bitmapPixelSize);
     if (!bitmap) {
         log::error("Images", "Could not decode {}: {}", photo->filename(), bitmap.error().message);
         return failed(request, tools);

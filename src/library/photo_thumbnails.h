@@ -33,7 +33,7 @@ struct ThumbnailOutcome {
         failed,      ///< the source could not be read
     };
     Kind kind;
-    Image analysisBitmap;  ///< of fromSource: at most 800 pixels, for whoever analyses the photo
+    Image analysisBitmap;  ///< of fromSource: for whoever analyses the photo
 };
 
 /// The long sides of the picture for strip and sidebar, and of the bitmap for analysis.
@@ -44,9 +44,10 @@ inline constexpr int analysisPixelSize = 800;
 /// into the cache and place and date of the file are offered to the photo. One opened source gives the
 /// file's own small picture as a stop-gap, the thumbnail and the bitmap for analysis, so that a file far
 /// away is read once. What it finds reaches the photo through the main queue, in order.
+/// @param bitmapPixelSize the long side of the bitmap for analysis, at most.
 /// On a worker, which it blocks.
 ThumbnailOutcome loadThumbnail(const ThumbnailRequest& request, const std::optional<Path>& cacheDirectory,
-                               const ThumbnailTools& tools);
+                               const ThumbnailTools& tools, int bitmapPixelSize = analysisPixelSize);
 
 /// Keeps the picture as "<filename without extension>.jpg" in the folder, which is made when missing.
 /// Failures are ignored: the cache only saves time. Any thread.

@@ -12,6 +12,7 @@ namespace kelvaris {
 namespace {
 
 using enum PhotoLabel;
+using namespace std::chrono_literals;
 using LoadState = PhotoItem::LoadState;
 
 /// Stripes that are sharp and well exposed.
@@ -97,6 +98,122 @@ TEST_F(AnalysisOrchestratorTest, ARollIsAnalysedToTheEndWithOneDecodeForThumbnai
     machine.settle();
     EXPECT_EQ(done, 2);
     EXPECT_EQ(decodes(*roll->photos()[0]), 1);
+}
+
+TEST_F(AnalysisOrchestratorTest, ADeepLookTakesItsLargerFrameFromTheSameDecode) {
+    preferences.set(settings::faceFinderEnabled, false);
+    preferences.set(settings::deepAnalysisEnabled, true);
+    machine.images.setDefaultPicture({.upright = stripes(1500, 20)});
+    int longest = 0;
+    vision->scenes = [&](const Image& image) {
+        longest = image->longSide();
+        return std::vector<SceneObservation>();
+    };
+    const auto roll = openRoll(1);
+    startAnalysisPipeline(*roll, false, countDone);
+    machine.settle();
+    EXPECT_EQ(done, 1);
+    EXPECT_EQ(longest, 1200);
+    EXPECT_EQ(roll->photos()[0]->thumbnail()->longSide(), 300);
+    EXPECT_EQ(decodes(*roll->photos()[0]), 1);
+}
+
+TEST_F(AnalysisOrchestratorTest, ARollInTheCloudIsFetchedByTwosInBothKindsOfRun) {
+    const Path folder = machine.places.home / "Dropbox/kyoto";
+    makeRoll(5, folder);
+    const auto roll = FilmRoll::make(folder, RollID::random(), analysisServices);
+    loadFolder(*roll, false);
+    machine.settle();
+    auto& cloud = queue("com.kelvaris.thumbnails.cloud");
+    ASSERT_EQ(cloud.width(), 2);
+    startAnalysisPipeline(*roll, false, countDone);
+    EXPECT_EQ(cloud.waitingCount(), 5U);
+    EXPECT_EQ(queue("com.kelvaris.thumbnails").waitingCount(), 0U);
+    machine.settle();
+    EXPECT_EQ(done, 1);
+    ASSERT_TRUE(reanalyzeAllPhotos(*roll, countDone));
+    EXPECT_EQ(cloud.waitingCount(), 5U);
+    EXPECT_EQ(queue("com.kelvaris.thumbnails").waitingCount(), 0U);
+    machine.settle();
+    EXPECT_EQ(done, 2);
+}
+
+/// Whatever a run waits for when its roll is closed, it ends without a word and keeps no photo.
+TEST_F(AnalysisOrchestratorTest, ARollThatIsClosedInMidRunLeavesNothingBehind) {
+    using Step = std::function<void()>;
+    const std::vector<Step> steps = {
+        [] {},
+        [this] { queue("com.kelvaris.thumbnails").runNext(); },
+        [this] { loadThumbnails(); },
+        [this] { queue("com.kelvaris.analysis").runAll(); },
+        [this] { machine.main.drain(); },
+        [this] { queue("com.kelvaris.utility").runAll(); },
+    };
+    for (std::size_t last = 0; last < steps.size(); ++last) {
+        auto roll = openRoll(2);
+        const std::weak_ptr<PhotoItem> photo = roll->photos()[0];
+        startAnalysisPipeline(*roll, false, countDone);
+        for (std::size_t step = 0; step <= last; ++step) steps[step]();
+        roll.reset();
+        machine.advance(2min);
+        EXPECT_EQ(done, 0) << last;
+        EXPECT_TRUE(photo.expired()) << last;
+    }
+}
+
+TEST_F(AnalysisOrchestratorTest, AClassifierThatHangsCostsOnePhotoItsSceneAndTheRunNothing) {
+    preferences.set(settings::faceFinderEnabled, false);
+    std::mutex stuck;
+    std::unique_lock held(stuck);
+    std::atomic<int> asked = 0;
+    vision->scenes = [&](const Image&) {
+        if (++asked == 1) const std::lock_guard waits(stuck);
+        return std::vector<SceneObservation>{{"lake", 0.9F}};
+    };
+    const auto roll = openRoll(3);
+    startAnalysisPipeline(*roll, false, countDone);
+    loadThumbnails();
+    waits.expireNext(1);
+    queue("com.kelvaris.analysis").runNext();
+    ASSERT_EQ(waits.expired(), std::vector<std::chrono::nanoseconds>{10s});
+    machine.settle();
+    EXPECT_EQ(done, 1);
+    EXPECT_TRUE(roll->photos()[0]->labelsAnalyzed());
+    EXPECT_EQ(roll->photos()[0]->loadState(), LoadState::loaded);
+    EXPECT_FALSE(roll->photos()[0]->labels().contains(water));
+    EXPECT_TRUE(roll->photos()[1]->labels().contains(water));
+
+    // Its answer comes when nobody waits for it any more.
+    held.unlock();
+    waits.join();
+    machine.settle();
+    EXPECT_EQ(done, 1);
+    EXPECT_FALSE(roll->photos()[0]->labels().contains(water));
+}
+
+/// Photos that fail, turn, wait for the orientation model and are slow, all in one run.
+TEST_F(AnalysisOrchestratorTest, ARunOfManyTroublesEndsOnce) {
+    decision = {.status = OrientationDecision::Status::failed,
+                .reason = std::string(orientation_reason::inferenceTimeout)};
+    const auto roll = openRoll(6);
+    machine.files.erase(roll->photos()[1]->sourceURL());
+    startAnalysisPipeline(*roll, false, countDone);
+    loadThumbnails();
+    for (int round = 0; round < 4; ++round) {
+        queue("com.kelvaris.analysis").runNext();
+        roll->photos()[static_cast<std::size_t>(round)]->setRotation(RotationAngle::clockwise90);
+        machine.main.drain();
+    }
+    // The screen stops waiting before the run is at its end.
+    machine.clock.advance(61s);
+    machine.main.drain();
+    EXPECT_EQ(done, 1);
+    EXPECT_FALSE(roll->isAnalyzing());
+    machine.settle();
+    EXPECT_EQ(done, 1);
+    for (const PhotoPointer& photo : roll->photos()) EXPECT_TRUE(photo->labelsAnalyzed());
+    machine.advance(2min);
+    EXPECT_EQ(done, 1);
 }
 
 TEST_F(AnalysisOrchestratorTest, APhotoThatIsTurnedInFlightIsAnalysedAgainAndCountsOnce) {
