@@ -25,7 +25,7 @@ FaceRegion region(const NormalizedRect& box, bool tooSmallToMatch) {
 
 FaceEmbeddingService::FaceEmbeddingService(const ModelTools& tools, const ImageLoading& loading,
                                            std::shared_ptr<Vision> vision)
-    : model_(tools, ModelID::faceNet, "FaceNet", "MobileFaceNet.mlmodelc"),
+    : model_(tools, ModelID::faceNet, "FaceNet", "Face embedding", "MobileFaceNet.mlmodelc"),
       loading_(loading),
       vision_(std::move(vision)) {}
 
@@ -115,22 +115,15 @@ std::optional<std::vector<float>> FaceEmbeddingService::naiveFaceEmbedding(const
 std::optional<std::vector<float>> FaceEmbeddingService::embedding(const Image& face) {
     const auto model = model_.loadIfNeeded();
     if (!model) return std::nullopt;
-    const auto outputs = runLimited(model_.waits(), model, face, PictureFit::stretch, alignedFaceSide);
-    if (!outputs) {
-        log::error(category, "Face embedding timed out");
-        return std::nullopt;
-    }
-    if (!*outputs) {
-        log::error(category, "Face embedding failed: {}", outputs->error().message);
-        return std::nullopt;
-    }
-    const std::size_t count = (*outputs)->empty() ? 0 : (*outputs)->front().values.size();
+    const auto outputs = model_.answers(model, face, PictureFit::stretch, alignedFaceSide);
+    if (!outputs) return std::nullopt;
+    const std::size_t count = outputs->empty() ? 0 : outputs->front().values.size();
     if (count != faceEmbeddingDimension) {
         log::error(category, "Unexpected embedding dimension: {} (expected {})", count,
                    faceEmbeddingDimension);
         return std::nullopt;
     }
-    return normalizedEmbedding(std::span<const OutputTensor>(**outputs), faceEmbeddingDimension);
+    return normalizedEmbedding(std::span<const OutputTensor>(*outputs), faceEmbeddingDimension);
 }
 
 }  // namespace kelvaris

@@ -29,20 +29,13 @@ std::optional<double> normalizedScore(std::span<const float> ratings) {
 std::optional<double> NIMAService::predictScore(const Image& image) {
     const auto model = model_.loadIfNeeded();
     if (!model) return std::nullopt;
-    const auto outputs = runLimited(model_.waits(), model, image, PictureFit::centerCrop, wholePicturePixels);
-    if (!outputs) {
-        log::error(category, "NIMA prediction timed out");
-        return std::nullopt;
-    }
-    if (!*outputs) {
-        log::error(category, "NIMA prediction failed: {}", outputs->error().message);
-        return std::nullopt;
-    }
-    if ((*outputs)->empty()) {
+    const auto outputs = model_.answers(model, image, PictureFit::centerCrop, wholePicturePixels);
+    if (!outputs) return std::nullopt;
+    if (outputs->empty()) {
         log::error(category, "NIMA: no prediction results");
         return std::nullopt;
     }
-    return normalizedScore((*outputs)->front().values);
+    return normalizedScore(outputs->front().values);
 }
 
 }  // namespace kelvaris

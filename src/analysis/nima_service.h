@@ -16,7 +16,8 @@ std::optional<double> normalizedScore(std::span<const float> ratings);
 /// modelTimeLimit. No failure is an error: what went wrong is in the log.
 class NIMAService {
 public:
-    explicit NIMAService(const ModelTools& tools) : model_(tools, ModelID::nima, "NIMA", "NIMA.mlmodelc") {}
+    explicit NIMAService(const ModelTools& tools)
+        : model_(tools, ModelID::nima, "NIMA", "NIMA prediction", "NIMA.mlmodelc") {}
 
     /// Whether the user lets the model be used and its files are there. Quick.
     bool isEnabled() const { return model_.isEnabled(); }

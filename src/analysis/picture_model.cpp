@@ -37,6 +37,20 @@ PictureModel::Pointer PictureModel::loadIfNeeded() {
     return model_ = *result;
 }
 
+std::optional<std::vector<OutputTensor>> PictureModel::answers(const Pointer& model, const Image& image,
+                                                               PictureFit fit, int freeSide) const {
+    auto outputs = runLimited(tools_.waits, model, image, fit, freeSide);
+    if (!outputs) {
+        log::error(category, "{} timed out", task_);
+        return std::nullopt;
+    }
+    if (!*outputs) {
+        log::error(category, "{} failed: {}", task_, outputs->error().message);
+        return std::nullopt;
+    }
+    return std::move(**outputs);
+}
+
 void PictureModel::reload() {
     const std::scoped_lock lock(modelLock_);
     loaded_ = false;

@@ -49,16 +49,21 @@ class PictureModel {
 public:
     using Pointer = std::shared_ptr<const InferenceModel>;
 
-    /// @param name by which the log speaks of it.
+    /// @param name by which the log speaks of the model, and `task` of what it does.
     /// @param folder of the network within the model's folder.
-    PictureModel(const ModelTools& tools, ModelID id, std::string_view name, std::string_view folder)
-        : tools_(tools), id_(id), name_(name), folder_(folder) {}
+    PictureModel(const ModelTools& tools, ModelID id, std::string_view name, std::string_view task,
+                 std::string_view folder)
+        : tools_(tools), id_(id), name_(name), task_(task), folder_(folder) {}
 
     bool isEnabled() const { return tools_.isEnabled(id_) && tools_.isInstalled(id_); }
     /// The loaded model; null when it is not installed or does not load, which is found out once.
     Pointer loadIfNeeded();
     /// Drops the model, so that the next use loads it anew.
     void reload();
+
+    /// What a loaded model answers, within modelTimeLimit; nothing when it does not, which the log tells.
+    std::optional<std::vector<OutputTensor>> answers(const Pointer& model, const Image& image, PictureFit fit,
+                                                     int freeSide) const;
 
     LimitedWaits& waits() const { return tools_.waits; }
     bool isWanted() const { return tools_.isEnabled(id_); }
@@ -67,6 +72,7 @@ private:
     const ModelTools tools_;
     const ModelID id_;
     const std::string name_;
+    const std::string task_;
     const std::string folder_;
     std::mutex modelLock_;
     bool loaded_ = false;

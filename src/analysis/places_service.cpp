@@ -27,18 +27,14 @@ TagConfidences likeliest(std::vector<LabelledScore> scores) {
 std::optional<TagConfidences> PlacesService::classifyScene(const Image& image) {
     const auto model = model_.loadIfNeeded();
     if (!model) return std::nullopt;
-    const auto outputs = runLimited(model_.waits(), model, image, PictureFit::centerCrop, wholePicturePixels);
-    if (!outputs) {
-        log::error(category, "Places365 classification timed out");
+    const auto outputs = model_.answers(model, image, PictureFit::centerCrop, wholePicturePixels);
+    if (!outputs) return std::nullopt;
+    std::vector<LabelledScore> scores = classScores(*model, *outputs);
+    if (scores.empty()) {
+        log::error(category,
+                   "Places365 classification failed: the model names no class for each of its values");
         return std::nullopt;
     }
-    const auto failed = [](std::string_view why) {
-        log::error(category, "Places365 classification failed: {}", why);
-        return std::nullopt;
-    };
-    if (!*outputs) return failed(outputs->error().message);
-    std::vector<LabelledScore> scores = classScores(*model, **outputs);
-    if (scores.empty()) return failed("the model names no class for each of its values");
     return likeliest(std::move(scores));
 }
 

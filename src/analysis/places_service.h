@@ -12,7 +12,7 @@ namespace kelvaris {
 class PlacesService {
 public:
     explicit PlacesService(const ModelTools& tools)
-        : model_(tools, ModelID::places365, "Places365", "Places365.mlmodelc") {}
+        : model_(tools, ModelID::places365, "Places365", "Places365 classification", "Places365.mlmodelc") {}
 
     /// Whether the user lets the model be used and its files are there. Quick.
     bool isEnabled() const { return model_.isEnabled(); }
