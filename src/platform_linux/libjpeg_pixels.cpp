@@ -118,12 +118,19 @@ bool tooManyCoefficients(const jpeg_decompress_struct& info) {
 
 }  // namespace
 
-ImageResult<JpegPixels> readJpegHeader(ByteView jpeg) {
+ImageResult<JpegHeader> readJpegHeader(ByteView jpeg) {
     Decoder decoder;
     if (!decoder.guarded([&] { decoder.readHeader(jpeg); })) return damaged(decoder);
-    return JpegPixels{.width = static_cast<int>(decoder.info.image_width),
-                      .height = static_cast<int>(decoder.info.image_height),
-                      .channels = channelsOf(decoder.info.out_color_space)};
+    const jpeg_decompress_struct& info = decoder.info;
+    JpegHeader header{.width = static_cast<int>(info.image_width),
+                      .height = static_cast<int>(info.image_height),
+                      .channels = channelsOf(info.out_color_space)};
+    for (int i = 0; info.progressive_mode && i < info.num_components; ++i) {
+        header.coefficientBytes += std::int64_t{info.comp_info[i].width_in_blocks} *
+                                   info.comp_info[i].height_in_blocks *
+                                   static_cast<std::int64_t>(sizeof(JBLOCK));
+    }
+    return header;
 }
 
 ImageResult<JpegPixels> decodeJpeg(ByteView jpeg, int divisor) {

@@ -13,8 +13,15 @@ struct JpegPixels {
     Bytes samples;  ///< rows packed from top to bottom
 };
 
-/// The size and the number of channels alone. Code::damaged when the header does not stand.
-ImageResult<JpegPixels> readJpegHeader(ByteView jpeg);
+struct JpegHeader {
+    int width = 0;
+    int height = 0;
+    int channels = 3;                   ///< as JpegPixels has them
+    std::int64_t coefficientBytes = 0;  ///< held while a progressive picture is decoded; 0 for others
+};
+
+/// Code::damaged when the header does not stand.
+ImageResult<JpegHeader> readJpegHeader(ByteView jpeg);
 
 /// All pixels, or each side divided by 2, 4 or 8 and rounded up, which costs less than all.
 /// A picture whose data end before its last row is Code::damaged, as is a progressive one of

@@ -41,7 +41,7 @@ std::unique_ptr<VipsImageCodec> VipsImageCodec::make(ImageLimits limits) {
 void VipsImageCodec::endThread() { vips_thread_shutdown(); }
 
 ImageResult<std::unique_ptr<ImageSource>> VipsImageCodec::open(const Path& path) {
-    return openVipsSource(path, limits_);
+    return openVipsSource(path, limits_, memory_);
 }
 
 ImageResult<Bytes> VipsImageCodec::encodeJpeg(const Bitmap& bitmap, double quality) {

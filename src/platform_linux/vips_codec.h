@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "platform/images.h"
+#include "platform_linux/working_memory.h"
 
 namespace kelvaris {
 
@@ -13,6 +14,8 @@ struct ImageLimits {
     std::int64_t pixels = 500'000'000;
     /// Of a compressed file, which is held in memory while it is read; a TIFF is read from its place.
     std::int64_t compressedBytes = 1'000'000'000;
+    /// Of all decodes at once, by formats that are held whole while they are decoded.
+    std::int64_t workingBytes = 512 << 20;
 };
 
 /// Pictures by libvips: JPEG, PNG, TIFF and HEIC. Any thread; each decode runs wholly on its caller's
@@ -31,9 +34,11 @@ public:
     ImageResult<Image> reduced(const Image& image, int maxPixelSize) override;
 
 private:
-    explicit VipsImageCodec(ImageLimits limits) : limits_(limits) {}
+    explicit VipsImageCodec(ImageLimits limits)
+        : limits_(limits), memory_(std::make_shared<WorkingMemory>(limits.workingBytes)) {}
 
     const ImageLimits limits_;
+    const std::shared_ptr<WorkingMemory> memory_;
 };
 
 }  // namespace kelvaris

@@ -148,13 +148,14 @@ ByteView thumbnailIn(const Bytes& exif) {
 
 class OpenedSource final : public ImageSource {
 public:
-    static ImageResult<std::unique_ptr<ImageSource>> open(const Path& path, const ImageLimits& limits) {
+    static ImageResult<std::unique_ptr<ImageSource>> open(const Path& path, const ImageLimits& limits,
+                                                          std::shared_ptr<WorkingMemory> memory) {
         auto file = FileByteSource::open(path);
         if (!file) return Unexpected(ImageError{ImageError::Code::unreadable, file.error().message});
         const auto format = formatOf(**file);
         if (!format)
             return Unexpected(ImageError{ImageError::Code::notAnImage, "Not a JPEG, PNG, TIFF or HEIC"});
-        std::unique_ptr<OpenedSource> source(new OpenedSource(std::move(*file), *format));
+        std::unique_ptr<OpenedSource> source(new OpenedSource(std::move(*file), *format, std::move(memory)));
         if (auto ready = source->prepare(limits); !ready) return Unexpected(ready.error());
         return std::unique_ptr<ImageSource>(std::move(source));
     }
@@ -184,6 +185,7 @@ public:
     }
 
     ImageResult<Image> decode(std::optional<int> maxPixelSize) override {
+        const WorkingMemory::Share share(*memory_, wholePictureBytes_);
         if (properties_.format == ImageFormat::jpeg) {
             return decodedJpeg(contents_, metadata().icc, maxPixelSize, orientation());
         }
@@ -202,7 +204,9 @@ public:
     }
 
 private:
-    OpenedSource(std::unique_ptr<FileByteSource> file, ImageFormat format) : file_(std::move(file)) {
+    OpenedSource(std::unique_ptr<FileByteSource> file, ImageFormat format,
+                 std::shared_ptr<WorkingMemory> memory)
+        : memory_(std::move(memory)), file_(std::move(file)) {
         properties_.format = format;
     }
 
@@ -231,6 +235,7 @@ private:
         if (!header) return Unexpected(header.error());
         properties_.pixelWidth = header->width;
         properties_.pixelHeight = header->height;
+        wholePictureBytes_ = header->coefficientBytes;
         properties_.orientation = properties_.tiffOrientation = orientationIn(metadata().exif);
         return {};
     }
@@ -241,6 +246,11 @@ private:
         properties_.pixelWidth = vips_image_get_width(header_.get());
         properties_.pixelHeight = vips_image_get_height(header_.get());
         properties_.decodesUpright = properties_.format == ImageFormat::heif;
+        if (properties_.decodesUpright || integerField(header_.get(), "interlaced").value_or(0) != 0) {
+            wholePictureBytes_ = static_cast<std::int64_t>(VIPS_IMAGE_SIZEOF_IMAGE(header_.get()));
+        }
+        // The planes of a HEIC stand beside the colours that are made of them.
+        if (properties_.decodesUpright) wholePictureBytes_ += wholePictureBytes_ / 2;
         if (!properties_.decodesUpright) {
             properties_.orientation = integerField(header_.get(), VIPS_META_ORIENTATION);
             properties_.tiffOrientation = properties_.orientation;
@@ -309,6 +319,8 @@ private:
 
     int orientation() const { return properties_.orientation.value_or(1); }
 
+    const std::shared_ptr<WorkingMemory> memory_;
+    std::int64_t wholePictureBytes_ = 0;  // held while it is decoded; 0 when rows come one after the other
     std::unique_ptr<FileByteSource> file_;
     Bytes contents_;  // of a compressed file; declared before the pictures that read it
     ImageProperties properties_;
@@ -320,8 +332,9 @@ private:
 
 }  // namespace
 
-ImageResult<std::unique_ptr<ImageSource>> openVipsSource(const Path& path, const ImageLimits& limits) {
-    return OpenedSource::open(path, limits);
+ImageResult<std::unique_ptr<ImageSource>> openVipsSource(const Path& path, const ImageLimits& limits,
+                                                         std::shared_ptr<WorkingMemory> memory) {
+    return OpenedSource::open(path, limits, std::move(memory));
 }
 
 std::pair<int, int> boundedSize(int width, int height, int maxPixelSize) {
