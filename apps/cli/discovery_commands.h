@@ -4,7 +4,9 @@
 
 namespace kelvaris::cli {
 
-/// Searches: words, near-duplicates, scenes, faces, people.
+/// Searches: words, near-duplicates, scenes, faces.
 void addDiscoveryCommands(CommandTable& table);
+/// The groups of faces and their corrections.
+void addPeopleCommands(CommandTable& table);
 
 }  // namespace kelvaris::cli

@@ -112,6 +112,7 @@ void addAllCommands(CommandTable& table) {
     addInspectCommands(table);
     addAdviceCommands(table);
     addDiscoveryCommands(table);
+    addPeopleCommands(table);
 }
 
 void addSessionCommand(CommandTable& table) {
