@@ -10,6 +10,8 @@
 #include <jerror.h>
 #include <jpeglib.h>
 
+#include "platform_linux/row_reducer.h"
+
 namespace kelvaris {
 namespace {
 
@@ -85,6 +87,16 @@ struct Decoder {
         }
     }
 
+    void readRows(RowReducer& reducer, std::uint8_t* room) {
+        const std::size_t rowSize = static_cast<std::size_t>(info.output_width) * info.output_components;
+        std::array<JSAMPROW, rowsAtATime> rows{};
+        for (std::size_t i = 0; i < rows.size(); ++i) rows[i] = room + i * rowSize;
+        while (info.output_scanline < info.output_height) {
+            const JDIMENSION count = jpeg_read_scanlines(&info, rows.data(), rowsAtATime);
+            for (JDIMENSION i = 0; i < count; ++i) reducer.add(rows[i]);
+        }
+    }
+
     std::string reason() {
         std::array<char, JMSG_LENGTH_MAX> text{};
         errors.format_message(reinterpret_cast<j_common_ptr>(&info), text.data());
@@ -133,8 +145,10 @@ ImageResult<JpegHeader> readJpegHeader(ByteView jpeg) {
     return header;
 }
 
-ImageResult<JpegPixels> decodeJpeg(ByteView jpeg, int divisor) {
-    Decoder decoder;
+namespace {
+
+/// Reads the header and tells what the decoder will give, if it is worth decoding.
+ImageResult<JpegPixels> begun(Decoder& decoder, ByteView jpeg, int divisor) {
     const bool isStarted = decoder.guarded([&] {
         decoder.readHeader(jpeg);
         decoder.info.scale_num = 1;
@@ -148,21 +162,52 @@ ImageResult<JpegPixels> decodeJpeg(ByteView jpeg, int divisor) {
     if (claimsMoreThanItHolds(decoder.info, jpeg.size())) {
         return Unexpected(ImageError{ImageError::Code::damaged, "More pixels than the file can hold"});
     }
-    JpegPixels pixels{.width = static_cast<int>(decoder.info.output_width),
+    return JpegPixels{.width = static_cast<int>(decoder.info.output_width),
                       .height = static_cast<int>(decoder.info.output_height),
                       .channels = channelsOf(decoder.info.out_color_space)};
-    pixels.samples.resize(static_cast<std::size_t>(pixels.width) * static_cast<std::size_t>(pixels.height) *
-                          static_cast<std::size_t>(pixels.channels));
-    const bool isRead = decoder.guarded([&] {
-        jpeg_start_decompress(&decoder.info);
-        decoder.readRows(pixels.samples.data());
-    });
-    if (!isRead) return damaged(decoder);
-    // The writers of CMYK pictures that leave their mark store the ink inverted.
+}
+
+/// The writers of CMYK pictures that leave their mark store the ink inverted.
+JpegPixels withTrueInk(JpegPixels pixels, const Decoder& decoder) {
     if (pixels.channels == 4 && decoder.info.saw_Adobe_marker) {
         for (std::uint8_t& sample : pixels.samples) sample = static_cast<std::uint8_t>(255 - sample);
     }
     return pixels;
+}
+
+}  // namespace
+
+ImageResult<JpegPixels> decodeJpeg(ByteView jpeg, int divisor) {
+    Decoder decoder;
+    auto pixels = begun(decoder, jpeg, divisor);
+    if (!pixels) return pixels;
+    pixels->samples.resize(static_cast<std::size_t>(pixels->width) *
+                           static_cast<std::size_t>(pixels->height) *
+                           static_cast<std::size_t>(pixels->channels));
+    const bool isRead = decoder.guarded([&] {
+        jpeg_start_decompress(&decoder.info);
+        decoder.readRows(pixels->samples.data());
+    });
+    if (!isRead) return damaged(decoder);
+    return withTrueInk(std::move(*pixels), decoder);
+}
+
+ImageResult<JpegPixels> decodeJpegReduced(ByteView jpeg, int width, int height) {
+    Decoder decoder;
+    auto pixels = begun(decoder, jpeg, 1);
+    if (!pixels) return pixels;
+    RowReducer reducer(pixels->width, pixels->height, pixels->channels, width, height);
+    Bytes room(static_cast<std::size_t>(rowsAtATime) * static_cast<std::size_t>(pixels->width) *
+               static_cast<std::size_t>(pixels->channels));
+    const bool isRead = decoder.guarded([&] {
+        jpeg_start_decompress(&decoder.info);
+        decoder.readRows(reducer, room.data());
+    });
+    if (!isRead) return damaged(decoder);
+    pixels->width = width;
+    pixels->height = height;
+    pixels->samples = reducer.takeResult();
+    return withTrueInk(std::move(*pixels), decoder);
 }
 
 }  // namespace kelvaris

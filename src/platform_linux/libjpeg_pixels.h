@@ -28,4 +28,8 @@ ImageResult<JpegHeader> readJpegHeader(ByteView jpeg);
 /// more than 500 scans; damage within, which the decoder gets over, shows.
 ImageResult<JpegPixels> decodeJpeg(ByteView jpeg, int divisor);
 
+/// The same in a smaller size, each pixel the mean of the area that it stands for, without ever holding
+/// the whole picture. Not by more than half on either side.
+ImageResult<JpegPixels> decodeJpegReduced(ByteView jpeg, int width, int height);
+
 }  // namespace kelvaris

@@ -9,6 +9,7 @@
 #include <filesystem>
 
 #include "picture_files.h"
+#include "platform_linux/row_reducer.h"
 #include "platform_linux/vips_pixels.h"
 #include "temporary_folder.h"
 
@@ -113,6 +114,26 @@ TEST_F(VipsCodecTest, DirectlyShrunkScansLookLikeTheLibrarysOwn) {
         expectAlike(*image, *expected, 3);
         expectAlike(*decoded(path), picture, 1);
     }
+}
+
+TEST_F(VipsCodecTest, LargeJpegIsReducedALittleWhileItIsRead) {
+    const Path path = folder_ / "large.jpg";
+    savePicture(photograph(2700, 1500), path.string() + "[Q=95]", 6);
+    const Image full = decoded(path);
+    const Image reduced = decoded(path, 2100);
+    ASSERT_TRUE(full && reduced);
+    ASSERT_EQ(full->height, 2700);
+    RowReducer reducer(full->width, full->height, 3, 1167, 2100);
+    const std::size_t rowSize = static_cast<std::size_t>(full->width) * 3;
+    for (int y = 0; y < full->height; ++y) {
+        reducer.add(full->pixels.data() + static_cast<std::size_t>(y) * rowSize);
+    }
+    expectAlike(*reduced, Bitmap{1167, 2100, 3, reducer.takeResult()}, 3);
+
+    Bytes bytes = readBytes(path);
+    bytes.resize(bytes.size() / 2);
+    writeBytes(path, bytes);
+    EXPECT_FALSE(decodes(path, 2100));
 }
 
 TEST_F(VipsCodecTest, AlphaIsLaidOnWhiteAndInfraredIsNot) {
