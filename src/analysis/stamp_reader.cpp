@@ -342,13 +342,15 @@ float FloatPlane::sample(float x, float y) const {
 FloatPlane FloatPlane::turnedClockwise() const {
     FloatPlane result{height, width, std::vector<float>(values.size())};
     const auto side = static_cast<std::size_t>(height);
-    for (std::size_t index = 0; index < values.size(); ++index) {
-        const std::size_t y = index / static_cast<std::size_t>(width);
-        const std::size_t x = index % static_cast<std::size_t>(width);
-        result.values[(x * side) + (side - 1 - y)] = values[index];
+    const float* value = values.data();
+    for (std::size_t y = 0; y < side; ++y) {
+        float* column = result.values.data() + (side - 1 - y);
+        for (int x = 0; x < width; ++x, column += side) *column = *value++;
     }
     return result;
 }
+
+void FloatPlane::turnAround() { std::ranges::reverse(values); }
 
 PixelBox StampLine::box() const {
     PixelBox result = glyphs.front();
@@ -384,6 +386,7 @@ std::vector<StampLine> findStampLines(const FloatPlane& contrast) {
     // Stamps burn about evenly, so half of the strongest contrast parts them from their glow. Two
     // thresholds serve strong and faint stamps.
     std::vector<float> sorted;
+    sorted.reserve(contrast.values.size() / 3 + 1);
     for (std::size_t index = 0; index < contrast.values.size(); index += 3)
         sorted.push_back(contrast.values[index]);
     const auto rank = static_cast<std::ptrdiff_t>(static_cast<double>(sorted.size()) * 0.9995);

@@ -21,6 +21,8 @@ struct FloatPlane {
     /// Between pixels; 0 outside.
     float sample(float x, float y) const;
     FloatPlane turnedClockwise() const;
+    /// By half a turn.
+    void turnAround();
 };
 
 /// A box of pixels, its right and bottom sides not included.

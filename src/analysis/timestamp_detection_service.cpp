@@ -42,7 +42,7 @@ std::optional<CivilTime> TimestampDetectionService::detectDate(const Bitmap& bit
             }
             if (!unread && looksLikeText(contrast, line)) unread = stampLinePicture(contrast, line);
         }
-        if (side == 0) contrast = contrast.turnedClockwise().turnedClockwise();
+        if (side == 0) contrast.turnAround();
     }
     return unread ? dateInText(std::move(*unread), latestYear) : std::nullopt;
 }
