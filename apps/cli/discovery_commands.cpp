@@ -23,6 +23,19 @@ struct PhotoArguments {
     bool all = false;
 };
 
+/// A search has photos looked at that no model has seen yet. A screen shows what is found meanwhile; here
+/// there is one answer, and it must not depend on when the question was asked.
+/// @return whether any became known since there were `before` vectors.
+bool waitForVectors(Session& session, const ClipEmbeddingFiller& vectors, std::size_t before) {
+    session.waitUntil([&] {
+        if (vectors.inFlightCount() == 0) return true;
+        session.progress(
+            fmt::format("Looking at photos for the first time: {} left", vectors.inFlightCount()));
+        return false;
+    });
+    return vectors.storedCount() != before;
+}
+
 void search(Session& session, const SearchArguments& arguments) {
     if (SearchQuery::from(arguments.query, session.system().language()).isEmpty()) {
         throw CommandFailure("there are no words to search for");
@@ -31,8 +44,14 @@ void search(Session& session, const SearchArguments& arguments) {
     RollListSearch& list = parts.discovery().rollListSearch();
     const RollPointer only = arguments.roll.empty() ? nullptr : session.roll(arguments.roll);
     list.setOrder(arguments.keywordsFirst ? SearchOrder::keywordFirst : SearchOrder::score);
-    list.performSearch(arguments.query);
-    session.waitUntil([&list] { return !list.isSearching(); });
+    const auto perform = [&] {
+        list.performSearch(arguments.query);
+        session.waitUntil([&list] { return !list.isSearching(); });
+    };
+    const ClipEmbeddingFiller& vectors = parts.discovery().vectors();
+    const std::size_t before = vectors.storedCount();
+    perform();
+    if (waitForVectors(session, vectors, before)) perform();
     Json json = Json::array();
     std::vector<std::vector<std::string>> rows{{"ROLL", "PHOTO"}};
     for (const RollPointer& roll : session.app().rolls()) {

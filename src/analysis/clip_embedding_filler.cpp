@@ -63,6 +63,7 @@ bool ClipEmbeddingFiller::apply(Batch batch) {
         const PhotoPointer photo = snapshot.current();
         if (!photo) continue;
         photo->setClipEmbedding(std::move(*vector));
+        ++storedCount_;
         hasWritten = true;
     }
     return hasWritten;

@@ -31,6 +31,11 @@ public:
     /// @param onStored called after a batch of which something was written; may be empty.
     void ensureCLIPEmbeddings(const PhotoList& photos, std::function<void()> onStored = {});
 
+    /// Photos that were taken and have not been answered for.
+    std::size_t inFlightCount() const { return clipInFlightIDs_.size(); }
+    /// Vectors that were written since the filler was made.
+    std::size_t storedCount() const { return storedCount_; }
+
 private:
     using Batch = std::vector<std::pair<PhotoSnapshot, std::optional<std::vector<float>>>>;
 
@@ -41,6 +46,7 @@ private:
     OperationQueue& queue_;
     MainQueue& main_;
     std::unordered_set<PhotoID> clipInFlightIDs_;
+    std::size_t storedCount_ = 0;
     AnalysisCancellationPointer cancellation_ = std::make_shared<AnalysisCancellation>();
     Lifetime lifetime_;
 };

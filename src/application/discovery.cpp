@@ -61,8 +61,7 @@ SearchEnvironment Discovery::environment(const Language& language, const WordSim
             .language = language,
             .words = words,
             .textEmbedder = text,
-            // A command is over before the vectors that it would defer are made.
-            .filler = app_.startMode() == StartMode::screen ? &filler_ : nullptr,
+            .filler = &filler_,
             .scheduleSave = [this](FilmRoll& roll) { scheduleSave(roll); }};
 }
 

@@ -35,6 +35,8 @@ public:
     SceneSearch& sceneSearch() { return sceneSearch_; }
     FaceSearch& faceSearch() { return faceSearch_; }
     FaceGroups& faceGroups() { return faceGroups_; }
+    /// The vectors that searches by words ask for.
+    const ClipEmbeddingFiller& vectors() const { return filler_; }
     /// Where the searches by words run, one after the other.
     OperationQueue& queue() { return *queue_; }
 
