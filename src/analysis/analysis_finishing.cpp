@@ -68,7 +68,7 @@ void AnalysisOrchestrator::finishAnalysis(const RunPointer& run) {
 }
 
 void AnalysisOrchestrator::selectGemsAndFinish(const RunPointer& run) {
-    refreshGems(run->photos);
+    refreshGems(run->roll);
     if (tools_.preferences.faceFinderEnabled()) {
         recountPeople(run);
     } else {

@@ -49,6 +49,7 @@ void AnalysisOrchestrator::analyzeRoll(const PhotoList& photos, const Path& sour
                                        bool isBackground, AnalysisCallbacks callbacks) {
     const auto run = std::make_shared<Run>();
     run->photos = photos;
+    run->roll = photos;
     for (const PhotoPointer& photo : photos) {
         if (!photo->labelsAnalyzed()) run->pending.insert(photo->id());
     }
@@ -60,10 +61,11 @@ void AnalysisOrchestrator::analyzeRoll(const PhotoList& photos, const Path& sour
     start(run);
 }
 
-void AnalysisOrchestrator::reanalyze(const PhotoList& photos, bool isCloudHosted,
+void AnalysisOrchestrator::reanalyze(const PhotoList& photos, const PhotoList& roll, bool isCloudHosted,
                                      AnalysisCallbacks callbacks) {
     const auto run = std::make_shared<Run>();
     run->photos = photos;
+    run->roll = roll;
     for (const PhotoPointer& photo : photos) run->pending.insert(photo->id());
     run->isCloudHosted = isCloudHosted;
     run->callbacks = std::move(callbacks);
@@ -170,7 +172,7 @@ void AnalysisOrchestrator::dispatchAnalysis(const RunPointer& run, const PhotoPo
                           .retryOrientationFailure = retryOrientationFailure};
     const auto source = photo->rotationSource();
     const bool isProtected = source && *source != MetadataSource::autoDetect;
-    const FrameContext context{photo->sortIndex(), static_cast<int>(run->photos.size())};
+    const FrameContext context{photo->sortIndex(), static_cast<int>(run->roll.size())};
     const Image kept = photo->thumbnailCGImage();
     photo->setThumbnailCGImage(nullptr);
     const auto analyze = [this, run, attempt, switches, isProtected, context, kept] {

@@ -49,7 +49,8 @@ public:
 
     void analyzeRoll(const PhotoList& photos, const Path& sourceFolder, RollID rollID, bool isBackground,
                      AnalysisCallbacks callbacks) override;
-    void reanalyze(const PhotoList& photos, bool isCloudHosted, AnalysisCallbacks callbacks) override;
+    void reanalyze(const PhotoList& photos, const PhotoList& roll, bool isCloudHosted,
+                   AnalysisCallbacks callbacks) override;
     void loadSidebarThumbnails(const PhotoList& photos, RollID rollID, int count,
                                bool isCloudHosted) override;
 

@@ -8,7 +8,7 @@
 
 namespace kelvaris {
 
-/// One run over a list of photos. Main thread.
+/// One run over photos of a roll. Main thread.
 struct AnalysisOrchestrator::Run {
     /// Photos whose bitmaps are waiting for their analysis, or on the way to it, at most. A roll of more
     /// is analysed in parts, so that memory does not grow with its length.
@@ -16,6 +16,7 @@ struct AnalysisOrchestrator::Run {
 
     const RunStamp generation = RunStamp::random();
     PhotoList photos;
+    PhotoList roll;             ///< these and the roll's others
     std::set<PhotoID> pending;  ///< those to be analysed
     std::optional<Path> cacheDirectory;
     bool isCloudHosted = false;

@@ -28,7 +28,9 @@ public:
                              bool isBackground, AnalysisCallbacks callbacks) = 0;
 
     /// Analyses photos that are loaded already, without loading thumbnails for display.
-    virtual void reanalyze(const PhotoList& photos, bool isCloudHosted, AnalysisCallbacks callbacks) = 0;
+    /// @param roll all photos of the roll: a frame's place is counted, and gems are chosen, among them.
+    virtual void reanalyze(const PhotoList& photos, const PhotoList& roll, bool isCloudHosted,
+                           AnalysisCallbacks callbacks) = 0;
 
     /// Loads the thumbnails of the first photos, without keeping a bitmap for analysis.
     virtual void loadSidebarThumbnails(const PhotoList& photos, RollID rollID, int count,

@@ -51,7 +51,8 @@ void LoadingPipeline::analyzeRoll(const PhotoList& photos, const Path& sourceFol
     }
 }
 
-void LoadingPipeline::reanalyze(const PhotoList& photos, bool isCloudHosted, AnalysisCallbacks callbacks) {
+void LoadingPipeline::reanalyze(const PhotoList& photos, const PhotoList& /*roll*/, bool isCloudHosted,
+                                AnalysisCallbacks callbacks) {
     auto run = std::make_shared<Run>();
     run->photos = photos;
     run->callbacks = std::move(callbacks);

@@ -90,7 +90,7 @@ bool reanalyze(FilmRoll& roll, const PhotoList& photos, std::chrono::seconds tim
     const auto run = beginRun(roll, true, timeout, std::move(onComplete));
     roll.setStatusNotification(StatusNotification::reanalyzing("Re-analyzing " + subject + "..."));
     roll.services().analysis.reanalyze(
-        photos, roll.isCloudHosted(), callbacksOf(roll, run, [subject](FilmRoll& living) {
+        photos, roll.photos(), roll.isCloudHosted(), callbacksOf(roll, run, [subject](FilmRoll& living) {
             living.setStatusNotification(StatusNotification::info("Re-analyzed " + subject));
         }));
     return true;

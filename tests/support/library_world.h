@@ -41,7 +41,8 @@ public:
                      AnalysisCallbacks callbacks) override {
         runs.push_back({photos, isBackground, false, false, std::move(callbacks)});
     }
-    void reanalyze(const PhotoList& photos, bool isCloudHosted, AnalysisCallbacks callbacks) override {
+    void reanalyze(const PhotoList& photos, const PhotoList&, bool isCloudHosted,
+                   AnalysisCallbacks callbacks) override {
         runs.push_back({photos, false, true, isCloudHosted, std::move(callbacks)});
     }
     void loadSidebarThumbnails(const PhotoList&, RollID, int, bool) override { ++sidebarLoads; }
