@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <thread>
+
 #include "library/roll_analysis.h"
 #include "library/roll_loading.h"
 #include "library_world.h"
@@ -176,6 +178,7 @@ TEST_F(AnalysisOrchestratorTest, AClassifierThatHangsCostsOnePhotoItsSceneAndThe
     waits.expireNext(1);
     queue("com.kelvaris.analysis").runNext();
     ASSERT_EQ(waits.expired(), std::vector<std::chrono::nanoseconds>{10s});
+    while (asked == 0) std::this_thread::yield();  // so that it is the first that is stuck
     machine.settle();
     EXPECT_EQ(done, 1);
     EXPECT_TRUE(roll->photos()[0]->labelsAnalyzed());
