@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <utility>
 
 namespace kelvaris {
 
@@ -17,23 +18,29 @@ constexpr int leastRed = 120;
 /// The mean over a square around each pixel, edges repeated.
 FloatPlane boxBlurred(const FloatPlane& plane, int radius) {
     const float weight = 1.0F / static_cast<float>((2 * radius) + 1);
-    const auto row = [&](auto& owner, int y) {
+    const auto row = [](auto& owner, int y) {
         return owner.values.data() +
-               (static_cast<std::ptrdiff_t>(std::clamp(y, 0, plane.height - 1)) * plane.width);
+               (static_cast<std::ptrdiff_t>(std::clamp(y, 0, owner.height - 1)) * owner.width);
     };
-    FloatPlane rows = plane;
+    FloatPlane rows{plane.width, plane.height, std::vector<float>(plane.values.size())};
+    // One more value than the square reaches, since the sum moves on behind the last pixel, too.
+    const int reach = radius + 1;
+    std::vector<float> extended(static_cast<std::size_t>(plane.width + (2 * reach)));
     for (int y = 0; y < plane.height; ++y) {
         const float* source = row(plane, y);
+        std::fill_n(extended.begin(), reach, source[0]);
+        std::copy_n(source, plane.width, extended.begin() + reach);
+        std::fill_n(extended.end() - reach, reach, source[plane.width - 1]);
+        const float* middle = extended.data() + reach;
         float* target = row(rows, y);
-        const auto at = [&](int x) { return source[std::clamp(x, 0, plane.width - 1)]; };
         float sum = 0;
-        for (int x = -radius; x <= radius; ++x) sum += at(x);
+        for (int x = -radius; x <= radius; ++x) sum += middle[x];
         for (int x = 0; x < plane.width; ++x) {
             target[x] = sum * weight;
-            sum += at(x + radius + 1) - at(x - radius);
+            sum += middle[x + reach] - middle[x - radius];
         }
     }
-    FloatPlane result = rows;
+    FloatPlane result{plane.width, plane.height, std::vector<float>(plane.values.size())};
     std::vector<float> sums(static_cast<std::size_t>(plane.width));
     const auto add = [&](int y, float sign) {
         const float* source = row(rows, y);
@@ -53,15 +60,20 @@ FloatPlane boxBlurred(const FloatPlane& plane, int radius) {
 /// halves of a digit meet only in thin corners.
 std::vector<PixelBox> components(const FloatPlane& contrast, float threshold) {
     std::vector<std::uint8_t> state(contrast.values.size());
-    for (std::size_t index = 0; index < state.size(); ++index) {
-        state[index] = contrast.values[index] >= threshold ? 1 : 0;
-    }
     // No stamp stands in the middle third.
-    const std::ptrdiff_t third = static_cast<std::ptrdiff_t>(contrast.height / 3) * contrast.width;
-    std::fill(state.begin() + third, state.end() - third, std::uint8_t{0});
+    const int third = contrast.height / 3;
+    const auto isOutside = [&](int y) { return y < third || y >= contrast.height - third; };
+    for (int y = 0; y < contrast.height; ++y) {
+        if (!isOutside(y)) continue;
+        const std::size_t start = static_cast<std::size_t>(y) * static_cast<std::size_t>(contrast.width);
+        for (std::size_t index = start; index < start + static_cast<std::size_t>(contrast.width); ++index) {
+            state[index] = contrast.values[index] >= threshold ? 1 : 0;
+        }
+    }
     std::vector<PixelBox> boxes;
     std::vector<std::pair<int, int>> stack;
     for (int y = 0; y < contrast.height; ++y) {
+        if (!isOutside(y)) continue;
         for (int x = 0; x < contrast.width; ++x) {
             const auto cell = [&](int column, int row) -> std::uint8_t& {
                 return state[(static_cast<std::size_t>(row) * static_cast<std::size_t>(contrast.width)) +
@@ -393,8 +405,11 @@ std::vector<StampLine> findStampLines(const FloatPlane& contrast) {
     std::nth_element(sorted.begin(), sorted.begin() + rank, sorted.end());
     const float strong = sorted[static_cast<std::size_t>(rank)];
     if (strong < leastContrast) return lines;
+    float last = 0;
     for (const float share : {0.5F, 0.32F}) {
-        const std::vector<PixelBox> boxes = components(contrast, std::max(leastContrast, strong * share));
+        const float threshold = std::max(leastContrast, strong * share);
+        if (threshold == std::exchange(last, threshold)) break;
+        const std::vector<PixelBox> boxes = components(contrast, threshold);
         if (boxes.size() > mostComponents) continue;
         for (const PixelBox& seed : boxes) {
             const int height = seed.height();
