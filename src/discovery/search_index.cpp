@@ -97,42 +97,55 @@ private:
     std::array<WordScore, photoLabelCount> labels_;
 };
 
-SearchIndex::Roll SearchIndex::laidOut(SearchableRollPointer source) {
+SearchIndex::Roll SearchIndex::laidOut(SearchableRollPointer source, const Roll* before) {
     Roll roll{.source = std::move(source), .photos = {}, .tags = {}, .embeddingCount = 0};
-    roll.photos.reserve(roll.source->photos.size());
-    for (const SearchablePhoto& photo : roll.source->photos) {
-        if (photo.visionTags) {
+    const std::vector<SearchablePhoto>& photos = roll.source->photos;
+    roll.photos.reserve(photos.size());
+    for (std::size_t i = 0; i < photos.size(); ++i) {
+        const SearchablePhoto& photo = photos[i];
+        const bool isKnown = before != nullptr && i < before->photos.size();
+        const SearchablePhoto* known = isKnown ? &before->source->photos[i] : nullptr;
+        if (known != nullptr && known->visionTags == photo.visionTags) {
+            const auto tags = before->tagsOf(i);
+            roll.tags.insert(roll.tags.end(), tags.begin(), tags.end());
+        } else if (photo.visionTags) {
             for (const auto& [tag, confidence] : *photo.visionTags) {
                 roll.tags.push_back({tagTexts_.number(tag, language_), confidence});
             }
         }
+        Photo laid{.clipEmbedding = {}, .labels = photo.labels, .colors = {}, .place = 0, .tagsEnd = 0};
+        if (photo.clipEmbedding) laid.clipEmbedding = *photo.clipEmbedding;
+        if (known != nullptr && known->dominantColors == photo.dominantColors) {
+            laid.colors = before->photos[i].colors;
+        } else if (photo.dominantColors) {
+            laid.colors = ColorTraits(*photo.dominantColors);
+        }
+        laid.place = places_.number(photo.placeName ? *photo.placeName : std::string_view(), language_);
+        laid.tagsEnd = static_cast<std::uint32_t>(roll.tags.size());
+        roll.photos.push_back(laid);
         roll.embeddingCount += photo.clipEmbedding ? 1 : 0;
-        roll.photos.push_back({
-            .clipEmbedding =
-                photo.clipEmbedding ? std::span<const float>(*photo.clipEmbedding) : std::span<const float>(),
-            .labels = photo.labels,
-            .colors = photo.dominantColors ? ColorTraits(*photo.dominantColors) : ColorTraits(),
-            .place = places_.number(photo.placeName ? *photo.placeName : std::string_view(), language_),
-            .tagsEnd = static_cast<std::uint32_t>(roll.tags.size()),
-        });
     }
     roll.tags.shrink_to_fit();
     return roll;
 }
 
 void SearchIndex::update(const std::vector<SearchableRollPointer>& rolls) {
-    std::unordered_map<const SearchableRoll*, Roll> held;
-    for (Roll& roll : rolls_) held.emplace(roll.source.get(), std::move(roll));
+    std::unordered_map<RollID, Roll> held;
+    for (Roll& roll : rolls_) {
+        const RollID id = roll.source->id;
+        held.emplace(id, std::move(roll));
+    }
     rolls_.clear();
     rolls_.reserve(rolls.size());
     for (const SearchableRollPointer& roll : rolls) {
-        const auto found = held.find(roll.get());
+        const auto found = held.find(roll->id);
         if (found == held.end()) {
-            rolls_.push_back(laidOut(roll));
-        } else {
-            rolls_.push_back(std::move(found->second));
-            held.erase(found);
+            rolls_.push_back(laidOut(roll, nullptr));
+            continue;
         }
+        rolls_.push_back(found->second.source == roll ? std::move(found->second)
+                                                      : laidOut(roll, &found->second));
+        held.erase(found);
     }
 }
 
@@ -157,13 +170,10 @@ void SearchIndex::search(const SearchQuery& query, std::span<const float> textVe
         const Roll& roll = rolls_[number];
         const WordScore metadata = rollMetadataScore(roll.source->context, query.words, language_);
         std::vector<SearchHit> hits;
-        std::uint32_t tagsBegin = 0;
         for (std::uint32_t i = 0; i < roll.photos.size(); ++i) {
             const Photo& photo = roll.photos[i];
             if (!textVector.empty() && i + 1 < roll.photos.size()) prefetch(roll.photos[i + 1].clipEmbedding);
-            const auto tags =
-                answers.tags(std::span(roll.tags).subspan(tagsBegin, photo.tagsEnd - tagsBegin));
-            tagsBegin = photo.tagsEnd;
+            const auto tags = answers.tags(roll.tagsOf(i));
             const auto labels = answers.labels(photo.labels);
             const auto& place = answers.place(photo.place);
             const PhotoScores scores{

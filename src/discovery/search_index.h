@@ -34,7 +34,8 @@ public:
     /// Both must outlive the index. @param words may be nullptr: then only substrings and CLIP count.
     SearchIndex(const Language& language, const WordSimilarity* words) : language_(language), words_(words) {}
 
-    /// Makes the index hold exactly these rolls, in this order. Those that it holds already cost nothing.
+    /// Makes the index hold exactly these rolls, in this order. Those that it holds already cost nothing,
+    /// and of the others the photos that have changed.
     void update(const std::vector<SearchableRollPointer>& rolls);
 
     std::size_t rollCount() const { return rolls_.size(); }
@@ -85,10 +86,17 @@ private:
         std::vector<Photo> photos;
         std::vector<Tag> tags;
         std::size_t embeddingCount;
+
+        std::span<const Tag> tagsOf(std::size_t photo) const {
+            const std::uint32_t begin = photo == 0 ? 0 : photos[photo - 1].tagsEnd;
+            return std::span(tags).subspan(begin, photos[photo].tagsEnd - begin);
+        }
     };
     class Answers;
 
-    Roll laidOut(SearchableRollPointer source);
+    /// @param before the roll as it was laid out last, which spares the photos that are as they were; may
+    ///        be null.
+    Roll laidOut(SearchableRollPointer source, const Roll* before);
 
     const Language& language_;
     const WordSimilarity* words_;

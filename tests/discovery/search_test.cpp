@@ -392,6 +392,11 @@ TEST_F(SearchPropertyTest, TheIndexGivesTheScoresOfThePlainPassAndTheUnionOfSear
             auto& roll = rolls[below(rolls.size())];
             SearchableRoll changed = *roll;
             for (auto& photo : changed.photos) photo.labels = {PhotoLabel::animal};
+            if (!changed.photos.empty()) {
+                const auto other = makeRoll().photos;
+                if (!other.empty()) changed.photos[below(changed.photos.size())] = other[0];
+                if (below(3) == 0) changed.photos.erase(changed.photos.begin());
+            }
             roll = std::make_shared<const SearchableRoll>(std::move(changed));
         }
         rolls.push_back(std::make_shared<const SearchableRoll>(makeRoll()));
