@@ -18,7 +18,6 @@ void ClipEmbeddingFiller::ensureCLIPEmbeddings(const PhotoList& photos, std::fun
         snapshots.push_back(PhotoSnapshot::of(photo));
     }
     if (snapshots.empty()) return;
-    log::info(category, "Generating CLIP embeddings for {} photos (deferred)", snapshots.size());
     queue_.add(
         [this, snapshots = std::move(snapshots), &embedder = embedder_, &main = main_,
          onStored = std::move(onStored), cancellation = cancellation_, alive = lifetime_.weak()] {
@@ -32,6 +31,9 @@ void ClipEmbeddingFiller::ensureCLIPEmbeddings(const PhotoList& photos, std::fun
                 batch.clear();
             };
             const bool isLoaded = embedder.load();
+            if (isLoaded) {
+                log::info(category, "Generating CLIP embeddings for {} photos (deferred)", snapshots.size());
+            }
             for (const PhotoSnapshot& snapshot : snapshots) {
                 if (cancellation->isCancelled()) return;
                 std::optional<std::vector<float>> vector;

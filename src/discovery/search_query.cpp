@@ -57,12 +57,9 @@ constexpr BlendWeights blendWeights[2][2] = {
 
 SearchQuery SearchQuery::from(std::string_view typed, const Language& language) {
     SearchQuery query{.typed = std::string(typed), .words = {}};
-    std::string_view read = typed;
-    if (read.size() > readLimit) {
-        std::size_t end = readLimit;
-        while (end > 0 && (static_cast<unsigned char>(read[end]) & 0xC0U) == 0x80) --end;
-        read = read.substr(0, end);
-        log::info("Search", "Only the first {} bytes of the query are read", end);
+    const std::string_view read = query.readPart();
+    if (read.size() < typed.size()) {
+        log::info("Search", "Only the first {} bytes of the query are read", read.size());
     }
     anyPiece(
         language.lowercased(read), [](char c) { return c == ' '; },
@@ -71,6 +68,13 @@ SearchQuery SearchQuery::from(std::string_view typed, const Language& language) 
             return false;
         });
     return query;
+}
+
+std::string_view SearchQuery::readPart() const {
+    if (typed.size() <= readLimit) return typed;
+    std::size_t end = readLimit;
+    while (end > 0 && (static_cast<unsigned char>(typed[end]) & 0xC0U) == 0x80) --end;
+    return std::string_view(typed).substr(0, end);
 }
 
 std::optional<float> wordSimilarity(const WordSimilarity* words, std::string_view a, std::string_view b) {

@@ -25,6 +25,8 @@ struct SearchQuery {
 
     static SearchQuery from(std::string_view typed, const Language& language);
     bool isEmpty() const { return words.empty(); }
+    /// The typed text up to the limit.
+    std::string_view readPart() const;
 };
 
 /// How well something of a photo answers the words.

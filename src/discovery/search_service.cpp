@@ -13,7 +13,7 @@ std::vector<float> SearchService::textVector(const SearchQuery& query) const {
     if (embedder_ == nullptr || query.isEmpty()) return {};
     auto embedding = embedder_->textEmbedding(query.typed);
     if (!embedding) {
-        log::error(category, "CLIP text embedding failed for '{}': {}", query.typed, embedding.error());
+        log::error(category, "CLIP text embedding failed for '{}': {}", query.readPart(), embedding.error());
         return {};
     }
     return std::move(*embedding).value_or(std::vector<float>());
@@ -22,7 +22,7 @@ std::vector<float> SearchService::textVector(const SearchQuery& query) const {
 void SearchService::search(const SearchQuery& query, std::span<const float> textVector, SearchOrder order,
                            const SearchIndex::RollHits& onRoll) const {
     if (query.isEmpty()) return;
-    log::debug(category, "Search '{}': CLIP text={}, embeddings={}/{}", query.typed, !textVector.empty(),
+    log::debug(category, "Search '{}': CLIP text={}, embeddings={}/{}", query.readPart(), !textVector.empty(),
                index_.embeddingCount(), index_.photoCount());
     index_.search(query, textVector, order, onRoll);
 }

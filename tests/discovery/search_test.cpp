@@ -166,6 +166,10 @@ TEST_F(SearchTest, HostileQueriesEndAndFindNothing) {
         EXPECT_EQ(score(blank, photo), 0.0F);
     }
     EXPECT_THAT(fakeEmbedder.asked, IsEmpty());
+    testing::LogCapture logs;
+    fakeEmbedder.answer = Unexpected(std::string("too long"));
+    EXPECT_GT(score("dog " + std::string(1 << 20, 'z'), photo), 0.0F);
+    EXPECT_LT(logs.errors().at(0).size(), 1100U) << "a log is no place for a pasted document";
     embedder = nullptr;
     const SearchablePhoto tagged{.visionTags = TagConfidences{{"dog", 1.0F}}};
     EXPECT_EQ(score(std::string("\t\n\x01\x7f"), tagged), 0.0F);
