@@ -39,6 +39,8 @@ struct SystemOptions {
     std::optional<Path> root;
     /// Leaves the library to another program that writes.
     bool readsOnly = false;
+    /// Writes unless another program does.
+    bool writesIfFree = false;
     /// Ends the program; may be empty.
     std::function<void()> terminate;
 };

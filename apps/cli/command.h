@@ -14,6 +14,7 @@ class Session;
 enum class Access {
     none,   ///< works on files alone
     read,   ///< works beside another program that writes
+    keep,   ///< likewise, and keeps what it learns on the way when no other program writes
     write,  ///< is the one writer
 };
 

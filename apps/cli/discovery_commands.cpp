@@ -45,7 +45,7 @@ void search(Session& session, const SearchArguments& arguments) {
     const RollPointer only = arguments.roll.empty() ? nullptr : session.roll(arguments.roll);
     list.setOrder(arguments.keywordsFirst ? SearchOrder::keywordFirst : SearchOrder::score);
     const auto perform = [&] {
-        list.performSearch(arguments.query);
+        list.performSearch(arguments.query, only ? std::optional(only->id()) : std::nullopt);
         session.waitUntil([&list] { return !list.isSearching(); });
     };
     const ClipEmbeddingFiller& vectors = parts.discovery().vectors();
@@ -56,7 +56,7 @@ void search(Session& session, const SearchArguments& arguments) {
     std::vector<std::vector<std::string>> rows{{"ROLL", "PHOTO"}};
     for (const RollPointer& roll : session.app().rolls()) {
         const auto found = list.rollMatchPhotos().find(roll->id());
-        if (found == list.rollMatchPhotos().end() || (only && roll != only)) continue;
+        if (found == list.rollMatchPhotos().end()) continue;
         Json photos = Json::array();
         for (const PhotoPointer& photo : found->second) {
             photos.push_back(photo->filename());
@@ -191,7 +191,7 @@ void declarePhoto(CLI::App& command, PhotoArguments& arguments) {
 
 void addDiscoveryCommands(CommandTable& table) {
     table.add<SearchArguments>(
-        "search", "Find photos by words", Access::read,
+        "search", "Find photos by words", Access::keep,
         [](CLI::App& command, SearchArguments& arguments) {
             command.add_option("QUERY", arguments.query)->required();
             command.add_option("--roll", arguments.roll, "In this roll alone");
@@ -202,14 +202,14 @@ void addDiscoveryCommands(CommandTable& table) {
     table.add<PhotoArguments>("similar", "Find near-duplicates of a photo", Access::read, declarePhoto,
                               similar);
     table.add<PhotoArguments>(
-        "scenes", "Find photos of similar scenes", Access::write,
+        "scenes", "Find photos of similar scenes", Access::keep,
         [](CLI::App& command, PhotoArguments& arguments) {
             declarePhoto(command, arguments);
             command.add_flag("--all", arguments.all, "Also all weaker matches");
         },
         scenes);
     table.add<PhotoArguments>(
-        "faces", "Find photos of the same person", Access::write,
+        "faces", "Find photos of the same person", Access::keep,
         [](CLI::App& command, PhotoArguments& arguments) {
             declarePhoto(command, arguments);
             command.add_option("--face", arguments.face, "Which of the photo's faces, from 1");

@@ -37,7 +37,7 @@ void Session::run(const ChosenCommand& command) {
 
 void Session::finish() {
     progress("");
-    if (!system_ || access_ != Access::write || !system_->vault().canWrite()) return;
+    if (!system_ || !system_->vault().canWrite()) return;
     system_->app().flushPendingSaves();
     system_->vault().mirror().waitUntilWritten(longestMirrorWait);
 }
@@ -46,7 +46,8 @@ KelvarisSystem& Session::system() {
     if (!system_) {
         SystemOptions options;
         options.root = options_.root;
-        options.readsOnly = access_ != Access::write;
+        options.readsOnly = access_ == Access::none || access_ == Access::read;
+        options.writesIfFree = access_ == Access::keep;
         options.terminate = [this] { isEnding = true; };
         system_ = std::make_unique<KelvarisSystem>(options);
         loop_ = std::make_unique<RunLoop>(system_->main());

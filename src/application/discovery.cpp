@@ -65,6 +65,11 @@ SearchEnvironment Discovery::environment(const Language& language, const WordSim
             .scheduleSave = [this](FilmRoll& roll) { scheduleSave(roll); }};
 }
 
+void Discovery::scheduleSave(FilmRoll& roll) {
+    // Beside another program that writes, a search goes on without keeping what it makes.
+    if (app_.vault().canWrite()) app_.scheduleSave(roll.shared_from_this());
+}
+
 void Discovery::loadThumbnails(const FilmRoll& roll, const PhotoList& photos) {
     if (app_.startMode() == StartMode::screen) app_.loadThumbnails(roll, photos);
 }

@@ -44,7 +44,7 @@ private:
     std::vector<RollPointer> rolls() const override { return app_.rolls(); }
     RollPointer activeRoll() const override { return app_.activeRoll(); }
     void navigate(RollID roll, std::optional<PhotoID> photo) override;
-    void scheduleSave(FilmRoll& roll) override { app_.scheduleSave(roll.shared_from_this()); }
+    void scheduleSave(FilmRoll& roll) override;
     void loadThumbnails(const FilmRoll& roll, const PhotoList& photos) override;
     SearchEnvironment environment(const Language& language, const WordSimilarity* words, TextEmbedder* text,
                                   MainQueue& main);

@@ -50,7 +50,7 @@ void RollListSearch::setSearchText(std::string text) {
     });
 }
 
-void RollListSearch::performSearch(const std::string& typed) {
+void RollListSearch::performSearch(const std::string& typed, std::optional<RollID> only) {
     cancel();
     cancellation_ = std::make_shared<AnalysisCancellation>();
     assign(RollListSearchField::isSearching, isSearching_, true);
@@ -59,10 +59,12 @@ void RollListSearch::performSearch(const std::string& typed) {
         publish(searchID_, {}, true, true);
         return;
     }
-    values_.keepOnly(library_.rolls());
+    std::vector<RollPointer> searched = library_.rolls();
+    if (only) std::erase_if(searched, [&](const RollPointer& roll) { return roll->id() != *only; });
+    values_.keepOnly(searched);
     const auto rolls = std::make_shared<std::vector<SearchableRollPointer>>();
     walkRolls(
-        environment_.main, library_.rolls(),
+        environment_.main, searched,
         [this, rolls, searchID = searchID_, alive = lifetime_.weak()](const RollPointer& roll) {
             if (!alive.lock() || searchID != searchID_) return false;
             const PhotoList photos = searchedPhotos(*roll);

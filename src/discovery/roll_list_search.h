@@ -47,7 +47,8 @@ public:
     const std::unordered_map<RollID, PhotoList>& rollMatchPhotos() const { return rollMatchPhotos_; }
 
     /// Searches now; a running search is replaced, its results stay until the new ones come.
-    void performSearch(const std::string& query);
+    /// @param only the one roll to look through.
+    void performSearch(const std::string& query, std::optional<RollID> only = std::nullopt);
 
 private:
     /// What workers share: the index is held by one of them at a time.

@@ -29,7 +29,7 @@ VaultService::VaultService(VaultPaths paths, const VaultMachine& machine, Access
         writeRefusal_ = lock.error().code == FileError::Code::inUse
                             ? "Another Kelvaris is using this library"
                             : fmt::format("The library cannot be written: {}", lock.error().message);
-        log::error("Vault", "{}", writeRefusal_);
+        if (access == Access::readWrite) log::error("Vault", "{}", writeRefusal_);
         return;
     }
     lock_ = std::move(*lock);

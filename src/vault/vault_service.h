@@ -41,8 +41,8 @@ struct VaultMachine {
 class VaultService final : public PreferencesStore {
 public:
     /// Whether the program means to write. A reader takes no lock, so it never keeps a writer out, and
-    /// makes no folder.
-    enum class Access { readWrite, readOnly };
+    /// makes no folder. One that writes only if nobody else does takes no offence at a refusal.
+    enum class Access { readWrite, readWriteIfFree, readOnly };
 
     static constexpr std::chrono::milliseconds saveDelay{1500};
 

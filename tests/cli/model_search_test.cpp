@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <fstream>
 
+#include "assembly/kelvaris_system.h"
 #include "cli_test.h"
 #include "platform_linux/linux_files.h"
 #include "platform_linux/onnx_inference.h"
@@ -138,7 +139,25 @@ TEST_F(ModelSearchTest, ASearchWaitsForPicturesThatNobodyHasLookedAt) {
     paintColors();
     installSmartSearch();
     open(false);
+    const auto lookedAt = [&] {
+        std::ifstream file(root() / "state" / "kelvaris.log");
+        const std::string log{std::istreambuf_iterator<char>(file), {}};
+        return std::pair(log.find("CLIP embeddings for 3 photos") != std::string::npos,
+                         log.find("CLIP embeddings for 2 photos") != std::string::npos);
+    };
+    EXPECT_EQ(answer({"search", "blue", "--roll", "osaka"}).size(), 1u);
+    EXPECT_EQ(lookedAt(), std::pair(true, false)) << "the other roll can wait";
+    {
+        const KelvarisSystem other({.root = Path(root().string())});
+        const Outcome beside = run({"search", "blue"});
+        EXPECT_THAT(beside.output, HasSubstr("bay.jpg"));
+        EXPECT_EQ(beside.errors, "") << "it finds all the same, and cannot keep what it made";
+        EXPECT_EQ(run({"scenes", "kyoto", "bay"}).status, 0);
+    }
     EXPECT_THAT(found("blue"), UnorderedElementsAre("osaka/lake.jpg", "osaka/coast.jpg", "kyoto/bay.jpg"));
+    fs::remove(root() / "state" / "kelvaris.log");
+    EXPECT_EQ(found("blue").size(), 3u);
+    EXPECT_EQ(lookedAt(), std::pair(false, false)) << "what a search has made is kept";
 }
 
 TEST_F(ModelSearchTest, OnePersonIsFoundInTheOtherRollAndStandsInAGroup) {
