@@ -264,6 +264,18 @@ TEST_F(ModelServicesTest, FacesWithoutAVectorAreTriedAgainLater) {
     EXPECT_FALSE(faces.detectAndEmbed(Path("/nowhere.jpg"), 4000, RotationAngle::none));
 }
 
+TEST_F(ModelServicesTest, FacesAreCountedWithoutTheModel) {
+    machine.files.addFile(Path("/scan.jpg"), "scan");
+    machine.images.setPicture(Path("/scan.jpg"), solidBitmap(1000, 500, 1, 2, 3));
+    vision->faces = always<FaceObservation>({faceAt(0.1, 0.1, 0.096), faceAt(0.3, 0.3, 0.095)});
+    const auto regions = faces.detectOnly(Path("/scan.jpg"), 4000, RotationAngle::none);
+    ASSERT_TRUE(regions);
+    ASSERT_EQ(regions->size(), 2U);
+    EXPECT_EQ((*regions)[0].tooSmallToMatch, false);
+    EXPECT_EQ((*regions)[1].tooSmallToMatch, true);
+    EXPECT_FALSE(faces.detectOnly(Path("/nowhere.jpg"), 4000, RotationAngle::none));
+}
+
 TEST_F(ModelServicesTest, ACrowdOfFacesIsTakenWhole) {
     installFaceNet();
     std::vector<FaceObservation> crowd;
