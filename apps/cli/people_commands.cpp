@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <functional>
 #include <span>
+#include <unordered_map>
 #include <utility>
 
 #include "assembly/discovery_parts.h"
@@ -35,6 +36,7 @@ struct NoArguments {};
 class People {
 public:
     explicit People(Session& session) : session_(session), parts_(session.system()) {
+        for (const RollPointer& roll : session.app().rolls()) rolls_.emplace(roll->id(), roll);
         groups().refresh();
         waitForGroups();
     }
@@ -136,15 +138,15 @@ private:
     }
 
     std::string rollName(RollID id) {
-        const RollPointer roll = session_.app().roll(id);
-        return roll ? roll->name() : id.text();
+        const auto roll = rolls_.find(id);
+        return roll == rolls_.end() ? id.text() : roll->second->name();
     }
 
     /// All faces of the photo that the anchor names.
     std::span<const FaceRegion> facesOf(const FaceAnchor& anchor) {
-        const RollPointer roll = session_.app().roll(anchor.rollID);
-        if (!roll) return {};
-        for (const PhotoPointer& photo : roll->photos()) {
+        const auto roll = rolls_.find(anchor.rollID);
+        if (roll == rolls_.end()) return {};
+        for (const PhotoPointer& photo : roll->second->photos()) {
             if (photo->filename() == anchor.filename && photo->faceRegions()) return *photo->faceRegions();
         }
         return {};
@@ -161,6 +163,7 @@ private:
 
     Session& session_;
     DiscoveryParts parts_;
+    std::unordered_map<RollID, RollPointer> rolls_;
 };
 
 void listPeople(Session& session, const NoArguments&) {
