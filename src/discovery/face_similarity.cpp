@@ -70,8 +70,7 @@ std::optional<FaceMatch> FaceSimilarityService::bestMatch(std::span<const float>
         bestSimilarity = similarity;
     }
     if (best == nullptr || bestSimilarity < threshold) return std::nullopt;
-    return FaceMatch{roll.id,         roll.name,      photo.id,          photo.filename,
-                     photo.sourceURL, bestSimilarity, best->boundingBox, photo.rotation};
+    return FaceMatch{matchOf(roll, photo, bestSimilarity), best->boundingBox};
 }
 
 std::vector<FaceMatchSection> FaceSimilarityService::grouped(std::span<const FaceMatch> matches,

@@ -36,15 +36,8 @@ struct FaceRollRef {
 };
 
 /// One photo that holds a face like the one looked for.
-struct FaceMatch {
-    RollID rollID;
-    std::string rollName;
-    PhotoID photoID;
-    std::string filename;
-    Path sourceURL;
-    float similarity = 0.0F;
+struct FaceMatch : PhotoMatch {
     NormalizedRect matchedFaceBox;
-    RotationAngle rotation = RotationAngle::none;
 
     bool operator==(const FaceMatch&) const = default;
 };

@@ -3,9 +3,31 @@
 #include <algorithm>
 #include <cstddef>
 #include <span>
+#include <string>
 #include <vector>
 
+#include "analysis/photo_snapshot.h"
+
 namespace kelvaris {
+
+/// One photo that resembles the source: what all searches tell of it.
+struct PhotoMatch {
+    RollID rollID;
+    std::string rollName;
+    PhotoID photoID;
+    std::string filename;
+    Path sourceURL;
+    float similarity = 0.0F;
+    RotationAngle rotation = RotationAngle::none;
+
+    bool operator==(const PhotoMatch&) const = default;
+};
+
+/// @param roll a value copy of a roll, with id and name.
+template <class Roll>
+PhotoMatch matchOf(const Roll& roll, const PhotoSnapshot& photo, float similarity) {
+    return {roll.id, roll.name, photo.id, photo.filename, photo.sourceURL, similarity, photo.rotation};
+}
 
 /// Matches in the order of their similarity, highest first; equal ones stay in the order of finding.
 template <class Match>

@@ -31,11 +31,7 @@ void SceneSimilarityService::findSimilarScenes(std::span<const float> embedding,
             visited.fresh = FreshEmbedding{roll.id, snapshot, vector};
         }
         const float similarity = cosineSimilarity(embedding, *vector);
-        if (similarity >= threshold) {
-            visited.match =
-                SceneMatch{roll.id,    roll.name,        snapshot.id, snapshot.filename, snapshot.sourceURL,
-                           similarity, snapshot.rotation};
-        }
+        if (similarity >= threshold) visited.match = SceneMatch{matchOf(roll, snapshot, similarity)};
         return visited;
     };
     walkForMatches(*rolls, excludingPhotoID, callbacks, cancellation, main_, visit);

@@ -33,15 +33,7 @@ struct SceneRollRef {
 };
 
 /// One photo whose picture lies near the source's.
-struct SceneMatch {
-    RollID rollID;
-    std::string rollName;
-    PhotoID photoID;
-    std::string filename;
-    Path sourceURL;
-    float similarity = 0.0F;
-    RotationAngle rotation = RotationAngle::none;
-
+struct SceneMatch : PhotoMatch {
     bool operator==(const SceneMatch&) const = default;
 };
 
