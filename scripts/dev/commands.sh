@@ -41,7 +41,7 @@ dev_sanitize() {
     install_packages "${packages[@]}" "${test_packages[@]}"
     fetch_inference_runtime
     configure_and_build "$1" --quiet
-    ctest --test-dir "build/$1" --output-on-failure
+    LSAN_OPTIONS="suppressions=$PWD/scripts/leaks.supp" ctest --test-dir "build/$1" --output-on-failure
 }
 
 dev_bench() {
