@@ -90,6 +90,7 @@ TEST_F(ModelServicesTest, AStuckModelCostsTenSecondsAndNothingElse) {
                                           "CLIP image embedding timed out"));
     services.reload(ModelID::nima);  // while the run that was left behind still holds the model
     release.count_down();
+    waits.join();  // before the latch goes
 }
 
 TEST_F(ModelServicesTest, AFailingModelIsTold) {
