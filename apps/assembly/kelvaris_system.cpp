@@ -140,25 +140,15 @@ ModelParts::ModelParts(const Places& places, MainQueue& main, OperationQueueFact
       updates(main, http, clock, registry, endpoint),
       downloads({main, queues, files, http, compression, digests}, registry, updates, endpoint) {}
 
-namespace {
-
-VaultService::Access vaultAccess(const SystemOptions& options) {
-    if (options.readsOnly) return VaultService::Access::readOnly;
-    return options.writesIfFree ? VaultService::Access::readWriteIfFree : VaultService::Access::readWrite;
-}
-
-}  // namespace
-
 /// In the order of making.
 struct KelvarisSystem::Parts {
     explicit Parts(const SystemOptions& options)
         : places(placesFor(options)),
           logSink(logOptions(places)),
-          defaults(files, places.config / "defaults.json", !options.readsOnly),
+          defaults(files, places.config / "defaults.json", options.access != VaultService::Access::readOnly),
           shell(main, ConsoleAnswers{{}, false, options.terminate}),
           vault(VaultPaths::under(places.data, places.caches / "thumbnails"),
-                VaultMachine{files, folders, language, clock, main, queues, mirrorState},
-                vaultAccess(options)) {
+                VaultMachine{files, folders, language, clock, main, queues, mirrorState}, options.access) {
         favorites.onSave = [this] { preferences.scheduleVaultSync(); };
         log::info("Application", "Storage: bundle={} vault={}", "com.kelvaris.app", places.data.string());
     }

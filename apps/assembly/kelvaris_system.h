@@ -37,10 +37,7 @@ struct ModelParts {
 struct SystemOptions {
     /// Holds everything in place of the user's own folders.
     std::optional<Path> root;
-    /// Leaves the library to another program that writes.
-    bool readsOnly = false;
-    /// Writes unless another program does.
-    bool writesIfFree = false;
+    VaultService::Access access = VaultService::Access::readWrite;
     /// Ends the program; may be empty.
     std::function<void()> terminate;
 };

@@ -16,6 +16,19 @@ namespace {
 /// A mirror on a disk that hangs must not keep the program from ending.
 constexpr std::chrono::seconds longestMirrorWait{60};
 
+VaultService::Access vaultAccess(Access access) {
+    switch (access) {
+        case Access::none:
+        case Access::read:
+            return VaultService::Access::readOnly;
+        case Access::keep:
+            return VaultService::Access::readWriteIfFree;
+        case Access::write:
+            return VaultService::Access::readWrite;
+    }
+    return VaultService::Access::readOnly;
+}
+
 }  // namespace
 
 Session::Session(SessionOptions options, std::ostream& output, std::ostream& errors)
@@ -46,8 +59,7 @@ KelvarisSystem& Session::system() {
     if (!system_) {
         SystemOptions options;
         options.root = options_.root;
-        options.readsOnly = access_ == Access::none || access_ == Access::read;
-        options.writesIfFree = access_ == Access::keep;
+        options.access = vaultAccess(access_);
         options.terminate = [this] { isEnding = true; };
         system_ = std::make_unique<KelvarisSystem>(options);
         loop_ = std::make_unique<RunLoop>(system_->main());
