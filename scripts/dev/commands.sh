@@ -57,8 +57,11 @@ dev_fuzz() {
     local program
     for program in build/fuzz/bin/fuzz_*; do
         echo "== ${program##*/}"
+        # What a run finds stays in the first folder; the second holds the seeds.
+        local found="build/fuzz/corpus/${program##*/fuzz_}"
+        mkdir -p "$found"
         "$program" -max_total_time="${1:-60}" -rss_limit_mb=2048 -timeout=20 -print_final_stats=0 \
-            "fuzz/corpus/${program##*/fuzz_}"
+            -artifact_prefix=build/fuzz/ "$found" "fuzz/corpus/${program##*/fuzz_}"
     done
 }
 

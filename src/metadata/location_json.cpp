@@ -36,17 +36,21 @@ public:
         at = outline_.skipBlanks(at);
         if (outline_.holds(at, ']')) return ++at, true;
         std::size_t window = usualWindow;
+        std::size_t needed = 0;
         while (true) {
-            const auto step = readWindow(at, window, take);
+            const auto step = readWindow(at, window, needed, take);
             if (!step) return false;
             if (!step->isPastElement) {
-                // The window cut an element: the next one begins with it and is wide enough for it.
+                // The window cut an element: the next one begins with it and holds it whole, even where no
+                // brace ends it.
                 at = step->at;
-                window = std::max(usualWindow, step->needed + 1);
+                needed = step->needed;
+                window = std::max(usualWindow, needed + 1);
                 if (window > maximumWindow) return false;
                 continue;
             }
             window = usualWindow;
+            needed = 0;
             at = outline_.skipBlanks(step->at);
             if (outline_.holds(at, ']')) return ++at, true;
             if (!outline_.holds(at, ',')) return false;
@@ -85,14 +89,16 @@ private:
                !document.get_array().get(array);
     }
 
+    /// @param needed the size of the first element, where it is known.
     template <class Take>
-    std::optional<Step> readWindow(std::size_t at, std::size_t window, Take& take) {
+    std::optional<Step> readWindow(std::size_t at, std::size_t window, std::size_t needed, Take& take) {
         json::document document;
         json::array array;
         std::optional<std::size_t> end;
         while (true) {
             end = window > smallestWindow ? cut(at, window) : outline_.skipValue(at);
             if (!end || *end - at > maximumWindow) return std::nullopt;
+            end = std::max(*end, at + needed);
             if (open(at, *end, document, array)) break;
             // The last brace stood in a string, or something further on is no text: less of it, then.
             if (window <= smallestWindow) return std::nullopt;

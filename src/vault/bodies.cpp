@@ -6,12 +6,17 @@
 
 #include "base/path.h"
 #include "base/text.h"
+#include "vault/yaml_scalars.h"
 
 namespace kelvaris {
 
 namespace {
 
 using Lines = std::vector<std::string>;
+
+/// The number that the same file's frontmatter gives back, so that a file that was read and is written again
+/// keeps its bytes.
+double asStored(double value) { return yaml::parseDouble(yaml::doubleText(value)).value_or(value); }
 
 std::string summaryLine(const VaultRollManifest& manifest) {
     Lines parts;
@@ -83,8 +88,8 @@ std::string generatePreferencesBody(const VaultPreferences& preferences, const L
     }
     lines.push_back(exporting);
     lines.push_back(fmt::format("Workflow: Date interval {}s, Location gap {}h",
-                                shortestDecimal(preferences.dateIntervalSeconds.value_or(1.0)),
-                                shortestDecimal(preferences.locationMaxGapHours.value_or(24.0))));
+                                shortestDecimal(asStored(preferences.dateIntervalSeconds.value_or(1.0))),
+                                shortestDecimal(asStored(preferences.locationMaxGapHours.value_or(24.0)))));
     if (preferences.favoriteCameras && !preferences.favoriteCameras->empty()) {
         Lines cameras;
         for (const auto& camera : *preferences.favoriteCameras) {
