@@ -134,7 +134,9 @@ private:
 
 /// A whole number or null; 12.0 is whole.
 error_code readInteger(json::value value, std::optional<std::int64_t>& number) {
-    if (value.is_null()) return simdjson::SUCCESS;
+    // What begins like null and is not is an error, which the plain question throws.
+    bool isNull = false;
+    if (const auto error = value.is_null().get(isNull); error || isNull) return error;
     std::int64_t whole = 0;
     if (const auto error = value.get_int64().get(whole)) {
         double real = 0;
@@ -153,7 +155,8 @@ error_code readText(json::value value, std::string_view& text) {
         text = token.substr(1, token.find('"', 1) - 1);
         return simdjson::SUCCESS;
     }
-    if (value.is_null()) return simdjson::SUCCESS;
+    bool isNull = false;
+    if (const auto error = value.is_null().get(isNull); error || isNull) return error;
     return value.get_string().get(text);
 }
 
