@@ -5,7 +5,6 @@
 #include <thread>
 
 #include "library/roll_analysis.h"
-#include "library/roll_loading.h"
 #include "library_world.h"
 #include "platform_fake/fake_limited_waits.h"
 #include "platform_fake/fake_vision.h"
@@ -34,14 +33,7 @@ protected:
         decision.status = OrientationDecision::Status::uncertain;
     }
 
-    RollPointer openRoll(int photoCount) {
-        const Path folder("/home/user/scans/kyoto");
-        makeRoll(photoCount, folder);
-        const auto roll = FilmRoll::make(folder, RollID::random(), analysisServices);
-        loadFolder(*roll, false);
-        machine.settle();
-        return roll;
-    }
+    RollPointer openRoll(int photoCount) { return openedRoll(photoCount, analysisServices); }
     FakeOperationQueue& queue(std::string_view name) { return *machine.queues.queue(name); }
     /// Runs the thumbnails and hands them over, so that the analyses wait in their queue.
     void loadThumbnails() {

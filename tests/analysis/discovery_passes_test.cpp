@@ -3,7 +3,6 @@
 
 #include "analysis/analysis_orchestrator.h"
 #include "library/roll_analysis.h"
-#include "library/roll_loading.h"
 #include "log_capture.h"
 #include "model_world.h"
 
@@ -34,14 +33,7 @@ class DiscoveryPassesTest : public ::testing::Test, protected testing::ModelWorl
 protected:
     DiscoveryPassesTest() { machine.images.setDefaultPicture({.upright = stripes(120, 80, 120)}); }
 
-    RollPointer openRoll(int photoCount) {
-        const Path folder("/home/user/scans/kyoto");
-        makeRoll(photoCount, folder);
-        const auto roll = FilmRoll::make(folder, RollID::random(), analysisServices);
-        loadFolder(*roll, false);
-        machine.settle();
-        return roll;
-    }
+    RollPointer openRoll(int photoCount) { return openedRoll(photoCount, analysisServices); }
     RollPointer analyzedRoll(int photoCount) {
         const auto roll = openRoll(photoCount);
         startAnalysisPipeline(*roll, false, [this] { ++done; });

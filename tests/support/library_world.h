@@ -8,6 +8,7 @@
 #include "library/film_roll.h"
 #include "library/library_services.h"
 #include "library/loading_pipeline.h"
+#include "library/roll_loading.h"
 #include "metadata/exif_service.h"
 #include "platform_fake/fake_jpeg_writer.h"
 #include "platform_fake/fake_machine.h"
@@ -100,6 +101,16 @@ struct LibraryWorld {
             machine.files.addFile(folder / fmt::format("{:03}.jpg", i), fmt::format("scan {}", i));
         }
         return FilmRoll::make(folder, RollID::random(), services);
+    }
+
+    /// The same after it has read its folder; no analysis has run.
+    RollPointer openedRoll(int photoCount, LibraryServices& rollServices) {
+        const Path folder("/home/user/scans/kyoto");
+        makeRoll(photoCount, folder);
+        const auto roll = FilmRoll::make(folder, RollID::random(), rollServices);
+        loadFolder(*roll, false);
+        machine.settle();
+        return roll;
     }
 };
 
