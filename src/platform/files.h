@@ -92,6 +92,8 @@ public:
     virtual FileResult<std::unique_ptr<MappedFile>> map(const Path& path) const = 0;
     /// Follows links.
     virtual FileResult<FileInfo> info(const Path& path) const = 0;
+    /// The one path of an existing file or folder that leads over no link.
+    virtual FileResult<Path> canonical(const Path& path) const = 0;
     /// The immediate contents in the system's own order. Entries that vanish meanwhile are left out.
     virtual FileResult<std::vector<FolderEntry>> list(const Path& folder, bool skipHidden = true) const = 0;
     virtual FileResult<std::int64_t> freeSpace(const Path& folder) const = 0;

@@ -276,6 +276,32 @@ FileResult<FileInfo> FakeFiles::info(const Path& path) const {
     return infoOf(**node);
 }
 
+FileResult<Path> FakeFiles::withoutLinks(const Path& path, int depth) const {
+    if (depth > 40) return failure(Code::other);
+    Path at("/");
+    for (const std::string& part : components(path)) {
+        const auto node = find(at / part, false);
+        if (!node) return Unexpected(node.error());
+        if ((*node)->kind != Node::Kind::link) {
+            at = at / part;
+            continue;
+        }
+        const Path& target = (*node)->target;
+        const auto led =
+            withoutLinks(target.string().starts_with('/') ? target : at / target.string(), depth + 1);
+        if (!led) return led;
+        at = *led;
+    }
+    return at;
+}
+
+FileResult<Path> FakeFiles::canonical(const Path& path) const {
+    const std::lock_guard guard(mutex_);
+    if (auto living = alive(); !living) return Unexpected(living.error());
+    if (const auto node = find(path); !node) return Unexpected(node.error());
+    return withoutLinks(path, 0);
+}
+
 FileResult<std::vector<FolderEntry>> FakeFiles::list(const Path& folder, bool skipHidden) const {
     const std::lock_guard guard(mutex_);
     const auto node = readable(folder);

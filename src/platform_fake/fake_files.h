@@ -76,6 +76,7 @@ public:
     FileResult<Bytes> read(const Path& path, std::int64_t limit = INT64_MAX) const override;
     FileResult<std::unique_ptr<MappedFile>> map(const Path& path) const override;
     FileResult<FileInfo> info(const Path& path) const override;
+    FileResult<Path> canonical(const Path& path) const override;
     FileResult<std::vector<FolderEntry>> list(const Path& folder, bool skipHidden = true) const override;
     FileResult<std::int64_t> freeSpace(const Path& folder) const override;
     FileResult<std::unique_ptr<PendingFile>> beginWrite(const Path& path,
@@ -98,6 +99,7 @@ private:
 
     NodePointer makeNode(const NodePointer& parent);
     FileResult<NodePointer> find(const Path& path, bool followLast = true, int depth = 0) const;
+    FileResult<Path> withoutLinks(const Path& path, int depth) const;
     FileResult<Spot> spot(const Path& path) const;
     NodePointer ensureFolder(const Path& path);
     Spot ensureSpot(const Path& path);

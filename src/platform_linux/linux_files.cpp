@@ -3,6 +3,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
@@ -108,6 +109,12 @@ FileResult<FileInfo> LinuxFiles::info(const Path& path) const {
     if (const int reason = readInfo(AT_FDCWD, nativePath(path).c_str(), 0, info))
         return systemFailure(reason);
     return info;
+}
+
+FileResult<Path> LinuxFiles::canonical(const Path& path) const {
+    const std::unique_ptr<char, decltype(&free)> found(realpath(nativePath(path).c_str(), nullptr), free);
+    if (!found) return systemFailure(errno);
+    return Path(pathTextFromNative(found.get()));
 }
 
 FileResult<std::vector<FolderEntry>> LinuxFiles::list(const Path& folder, bool skipHidden) const {

@@ -10,6 +10,7 @@ public:
     FileResult<Bytes> read(const Path& path, std::int64_t limit = INT64_MAX) const override;
     FileResult<std::unique_ptr<MappedFile>> map(const Path& path) const override;
     FileResult<FileInfo> info(const Path& path) const override;
+    FileResult<Path> canonical(const Path& path) const override;
     FileResult<std::vector<FolderEntry>> list(const Path& folder, bool skipHidden = true) const override;
     FileResult<std::int64_t> freeSpace(const Path& folder) const override;
     FileResult<std::unique_ptr<PendingFile>> beginWrite(const Path& path,

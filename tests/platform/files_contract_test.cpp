@@ -132,6 +132,27 @@ TEST_P(FilesContract, ALockIsHeldByOne) {
     EXPECT_TRUE(files.lock(root / ".lock"));
 }
 
+TEST_P(FilesContract, AFolderHasOneCanonicalPathHoweverItIsReached) {
+    const Path base = *files.canonical(root);  // the temporary folder may be reached over a link itself
+    const std::string foreign = "roll\xF4\x8F\xBB\xA9";
+    write(base / "disk" / foreign / "1.jpg", "1");
+    machine->makeLink(base / "absolute", base / "disk");
+    write(base / "near/file", "");
+    machine->makeLink(base / "near/relative", Path("../absolute"));
+    machine->makeLink(base / "dangling", base / "none");
+    machine->makeLink(base / "loop", base / "loop");
+
+    const Path roll = base / "disk" / foreign;
+    EXPECT_EQ(*files.canonical(roll), roll);
+    EXPECT_EQ(*files.canonical(base / "absolute" / foreign), roll);
+    EXPECT_EQ(*files.canonical(base / "near/relative" / foreign / "1.jpg"), roll / "1.jpg");
+    EXPECT_EQ(*files.canonical(base / "near/../disk/."), base / "disk");
+    EXPECT_EQ(*files.canonical(Path("/")), Path("/"));
+    EXPECT_EQ(codeOf(files.canonical(base / "dangling")), Code::notFound);
+    EXPECT_EQ(codeOf(files.canonical(Path())), Code::notFound);
+    EXPECT_FALSE(files.canonical(base / "loop"));
+}
+
 TEST_P(FilesContract, NamesThatAreNoTextKeepTheirFile) {
     // "scan\xE9.jpg" as an old disk holds it, and a name that looks like an escape itself
     const std::string latin = "scan\xF4\x8F\xBB\xA9.jpg";
