@@ -140,6 +140,11 @@ Instant instantFromUtc(const CivilTime& reading) {
     return Instant(Ticks(seconds * ticksPerSecond));
 }
 
+bool isStorable(Instant instant) {
+    const int year = utcCivilTime(instant).year;
+    return year >= 0 && year <= 9999;
+}
+
 std::string timestampText(Instant instant) {
     const CivilTime reading = utcCivilTime(instant);
     std::string text = fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}", reading.year, reading.month,

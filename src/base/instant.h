@@ -61,6 +61,9 @@ CivilTime utcCivilTime(Instant instant);
 /// The instant at which a UTC clock shows the reading. @pre reading.isValid()
 Instant instantFromUtc(const CivilTime& reading);
 
+/// Whether a file can hold the instant: the years 0000 to 9999. What cannot be stored must not be accepted.
+bool isStorable(Instant instant);
+
 /// "yyyy-MM-ddTHH:mm:ss", a fraction of up to seven digits when there is one, then "Z".
 std::string timestampText(Instant instant);
 

@@ -26,6 +26,84 @@ FilmRoll::FilmRoll(Path sourceFolder, RollID id, const LibraryServices& services
     resetCloudAvailability();
 }
 
+bool isStored(RollField field) {
+    switch (field) {
+        case RollField::sourceFolder:
+        case RollField::folderBookmarkData:
+        case RollField::photos:
+        case RollField::baseDate:
+        case RollField::sortOption:
+        case RollField::sortAscending:
+        case RollField::workflowState:
+        case RollField::lastExported:
+        case RollField::exportDirty:
+        case RollField::dateOpened:
+        case RollField::cameraMake:
+        case RollField::cameraModel:
+        case RollField::cameraFormat:
+        case RollField::filmName:
+        case RollField::filmISO:
+        case RollField::notes:
+        case RollField::removedPhotos:
+            return true;
+        case RollField::name:  // the folder's
+        case RollField::selectedPhoto:
+        case RollField::isExporting:
+        case RollField::exportProgress:
+        case RollField::statusNotification:
+        case RollField::hideFlagged:
+        case RollField::isAnalyzing:
+        case RollField::isQueuedForReanalysis:
+        case RollField::needsFullActivation:
+        case RollField::isDisconnected:
+        case RollField::storedFingerprint:  // what a save found in the folder
+        case RollField::analysisRunID:
+        case RollField::cloudAvailability:
+        case RollField::contentRevision:
+            return false;
+    }
+    return false;
+}
+
+FilmRoll::~FilmRoll() {
+    for (const PhotoList* list : {&photos_, &removedPhotos_}) {
+        for (const PhotoPointer& photo : *list) photo->setKeeper(nullptr);
+    }
+}
+
+void FilmRoll::touch() {
+    ++contentRevision_;
+    notify(RollField::contentRevision);
+}
+
+void FilmRoll::photoChanged(PhotoItem&, PhotoField field) {
+    if (kelvaris::isStored(field)) touch();
+}
+
+void FilmRoll::setPhotos(PhotoList value) { setPhotoList(RollField::photos, photos_, std::move(value)); }
+
+void FilmRoll::setRemovedPhotos(PhotoList value) {
+    setPhotoList(RollField::removedPhotos, removedPhotos_, std::move(value));
+}
+
+void FilmRoll::setPhotoList(RollField field, PhotoList& list, PhotoList value) {
+    for (const PhotoPointer& photo : list) photo->setKeeper(nullptr);
+    for (const PhotoPointer& photo : value) photo->setKeeper(this);
+    // A photo that goes from one list to the other is for a moment in both, or in neither.
+    for (const PhotoList* other : {&photos_, &removedPhotos_}) {
+        if (other == &list) continue;
+        for (const PhotoPointer& photo : *other) photo->setKeeper(this);
+    }
+    assign(field, list, std::move(value));
+}
+
+PhotoPointer FilmRoll::photoNamed(std::string_view filename) const {
+    const auto found = std::find_if(photos_.begin(), photos_.end(), [filename](const PhotoPointer& photo) {
+        return photo->filename() == filename;
+    });
+    return found == photos_.end() ? nullptr : *found;
+}
+
 bool FilmRoll::isCloudHosted() const { return detectCloudStorage(sourceFolder_, services_.home).has_value(); }
 
 void FilmRoll::resetCloudAvailability() {

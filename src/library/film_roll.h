@@ -57,7 +57,12 @@ enum class RollField : std::uint8_t {
     notes,
     analysisRunID,
     cloudAvailability,
+    removedPhotos,
+    contentRevision,
 };
+
+/// Whether the roll's file holds the field, so that a change of it has to be saved.
+bool isStored(RollField field);
 
 /// A worker's task that can be called off; checked by the worker before its long steps.
 using CancellationFlag = std::shared_ptr<std::atomic<bool>>;
@@ -68,7 +73,9 @@ using CancellationFlag = std::shared_ptr<std::atomic<bool>>;
 /// The record alone. What is done with a roll stands in free functions beside it: roll_loading,
 /// roll_analysis, roll_selection, roll_dates, roll_editing, roll_export. Main thread only; held by
 /// shared pointer, and weakly by everything that comes back later.
-class FilmRoll : public Observable<RollField>, public std::enable_shared_from_this<FilmRoll> {
+class FilmRoll : public Observable<RollField>,
+                 public std::enable_shared_from_this<FilmRoll>,
+                 private PhotoKeeper {
 public:
     /// Whether the bytes of a roll in cloud storage could be had. A local folder is always available.
     enum class CloudAvailability : std::uint8_t { unknown, available, unavailable };
@@ -82,7 +89,12 @@ public:
     /// @param services outlives the roll.
     static std::shared_ptr<FilmRoll> make(Path sourceFolder, RollID id, const LibraryServices& services);
 
+    ~FilmRoll();
+
     RollID id() const { return id_; }
+    /// Rises with every change of a value that is stored, of the roll itself or of one of its photos. Whoever
+    /// saves remembers the number that it saved: another number means unsaved work, whoever did it.
+    std::uint64_t contentRevision() const { return contentRevision_; }
     const LibraryServices& services() const { return services_; }
     LocationService& locationService() { return locationService_; }
     const LocationService& locationService() const { return locationService_; }
@@ -99,9 +111,15 @@ public:
     void setFolderBookmarkData(std::optional<std::string> value) {
         assign(RollField::folderBookmarkData, folderBookmarkData_, std::move(value));
     }
-    /// The folder cannot be reached; the roll stands on its stored data alone.
+    /// The folder cannot be reached; the roll stands on its stored data alone, and all its photos are
+    /// missing.
     bool isDisconnected() const { return isDisconnected_; }
     void setIsDisconnected(bool value) { assign(RollField::isDisconnected, isDisconnected_, value); }
+    /// Why the roll is away, as "its folder holds other files"; empty when it is not.
+    const std::string& awayReason() const { return awayReason_; }
+    void setAwayReason(std::string value) {
+        assign(RollField::isDisconnected, awayReason_, std::move(value));
+    }
     /// The folder's files as they were at the last load or save.
     const std::vector<FileFingerprint>& storedFingerprint() const { return storedFingerprint_; }
     void setStoredFingerprint(std::vector<FileFingerprint> value) {
@@ -120,7 +138,13 @@ public:
 
     /// In display order.
     const PhotoList& photos() const { return photos_; }
-    void setPhotos(PhotoList value) { assign(RollField::photos, photos_, std::move(value)); }
+    void setPhotos(PhotoList value);
+    /// Photos that the user took out. Their files stay in the folder and what is known of them in the roll's
+    /// file, so that they stay out over restarts and come back whole.
+    const PhotoList& removedPhotos() const { return removedPhotos_; }
+    void setRemovedPhotos(PhotoList value);
+    /// The photo of that file name among the photos; null when there is none.
+    PhotoPointer photoNamed(std::string_view filename) const;
     const PhotoPointer& selectedPhoto() const { return selectedPhoto_; }
     /// The field alone; use selectPhoto() of roll_selection.h to select.
     void setSelectedPhoto(PhotoPointer value) {
@@ -226,6 +250,15 @@ public:
 
 private:
     FilmRoll(Path sourceFolder, RollID id, const LibraryServices& services);
+
+    template <class T, class U>
+    void assign(RollField field, T& member, U&& value) {
+        if (Observable::assign(field, member, std::forward<U>(value)) && isStored(field)) touch();
+    }
+    void touch();
+    void photoChanged(PhotoItem& photo, PhotoField field) override;
+    void setPhotoList(RollField field, PhotoList& list, PhotoList value);
+
     bool hasCameraOrFilmMetadata() const;
 
     const RollID id_;
@@ -235,6 +268,9 @@ private:
     Path sourceFolder_;
     std::optional<std::string> folderBookmarkData_;
     PhotoList photos_;
+    PhotoList removedPhotos_;
+    std::uint64_t contentRevision_ = 0;
+    std::string awayReason_;
     PhotoPointer selectedPhoto_;
     Instant baseDate_;
     SortOption sortOption_ = SortOption::filename;

@@ -4,6 +4,58 @@
 
 namespace kelvaris {
 
+bool isStored(PhotoField field) {
+    switch (field) {
+        case PhotoField::sortIndex:
+        case PhotoField::captureDate:
+        case PhotoField::latitude:
+        case PhotoField::longitude:
+        case PhotoField::dateSource:
+        case PhotoField::locationSource:
+        case PhotoField::placeName:
+        case PhotoField::rotation:
+        case PhotoField::orientationDecision:
+        case PhotoField::orientationCacheVersion:
+        case PhotoField::rotationSource:
+        case PhotoField::visionTags:
+        case PhotoField::clipEmbedding:
+        case PhotoField::labels:
+        case PhotoField::manualLabelOverrides:
+        case PhotoField::qualityScore:
+        case PhotoField::nimaScore:
+        case PhotoField::dominantColors:
+        case PhotoField::perceptualHash:
+        case PhotoField::placeCategories:
+        case PhotoField::clipLabels:
+        case PhotoField::faceRegions:
+        case PhotoField::faceAnalysisStamp:
+        case PhotoField::discoveryRevision:
+        case PhotoField::peopleCount:
+        case PhotoField::labelsAnalyzed:
+        case PhotoField::isMissing:
+            return true;
+        case PhotoField::sourceURL:
+        case PhotoField::isVisible:
+        case PhotoField::fileCreationDate:
+        case PhotoField::fileModificationDate:
+        case PhotoField::exifDateTaken:
+        case PhotoField::rotationRevision:
+        case PhotoField::analysisGeneration:
+        case PhotoField::displayRotationDegrees:
+        case PhotoField::thumbnail:
+        case PhotoField::thumbnailIsPlaceholder:
+        case PhotoField::previewImage:
+        case PhotoField::loadState:
+        case PhotoField::sortedQualityLabels:
+        case PhotoField::sortedSubjectLabels:
+        case PhotoField::sortedLabels:
+        case PhotoField::displaySubjectLabels:
+        case PhotoField::thumbnailCGImage:
+            return false;
+    }
+    return false;
+}
+
 PhotoItem::PhotoItem(Path sourceURL, int sortIndex)
     : sourceURL_(std::move(sourceURL)), filename_(sourceURL_.filename()), sortIndex_(sortIndex) {}
 

@@ -76,6 +76,21 @@ enum class PhotoField : std::uint8_t {
     thumbnailCGImage,
 };
 
+/// Whether the roll's file or its sidecar holds the field, so that a change of it has to be saved.
+bool isStored(PhotoField field);
+
+class PhotoItem;
+
+/// What a photo belongs to: hears of every change of its fields, after its observers. One for each photo,
+/// since a library holds half a million of them and watching each one would cost more than it holds.
+class PhotoKeeper {
+public:
+    virtual void photoChanged(PhotoItem& photo, PhotoField field) = 0;
+
+protected:
+    ~PhotoKeeper() = default;
+};
+
 /// One scanned frame of a roll: its file, everything known about it, and the state of its pixels.
 ///
 /// Held by shared pointer; main thread, but for thumbnailState(). Photos number in the hundreds of
@@ -98,6 +113,9 @@ public:
     PhotoID id() const { return id_; }
     /// The key of the photo in the roll's file.
     const std::string& filename() const { return filename_; }
+    /// The roll that the photo is in; null outside of any. It outlives its hold on the photo.
+    PhotoKeeper* keeper() const { return keeper_; }
+    void setKeeper(PhotoKeeper* keeper) { keeper_ = keeper; }
 
     const Path& sourceURL() const { return sourceURL_; }
     void setSourceURL(Path value) { assign(PhotoField::sourceURL, sourceURL_, std::move(value)); }
@@ -285,7 +303,8 @@ public:
         assign(PhotoField::discoveryRevision, discoveryRevision_, std::move(value));
     }
 
-    /// The file is gone from the folder.
+    /// The file is gone from the folder, or the folder is away. What is known of the photo stays; nothing
+    /// that needs its pixels is done with it.
     bool isMissing() const { return isMissing_; }
     void setIsMissing(bool value) { assign(PhotoField::isMissing, isMissing_, value); }
 
@@ -294,11 +313,23 @@ public:
     void applyEXIF(const EXIFResult& result);
 
 private:
+    template <class T, class U>
+    void assign(PhotoField field, T& member, U&& value) {
+        if (Observable::assign(field, member, std::forward<U>(value)) && keeper_) {
+            keeper_->photoChanged(*this, field);
+        }
+    }
+    void notify(PhotoField field) {
+        Observable::notify(field);
+        if (keeper_) keeper_->photoChanged(*this, field);
+    }
+
     void setOverride(PhotoLabel label, std::optional<bool> present);
     void setLabelPresent(PhotoLabel label, bool present);
     void updateThumbnailState();
 
     const PhotoID id_ = PhotoID::random();
+    PhotoKeeper* keeper_ = nullptr;
     Path sourceURL_;
     const std::string filename_;
     std::optional<Instant> captureDate_;

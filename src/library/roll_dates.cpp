@@ -1,9 +1,11 @@
 #include "library/roll_dates.h"
 
 #include <algorithm>
+#include <cmath>
 #include <vector>
 
 #include "base/text.h"
+#include "library/roll_act.h"
 #include "library/roll_loading.h"
 #include "preferences/user_preferences.h"
 
@@ -26,8 +28,13 @@ Instant later(Instant base, double seconds) {
 void writeDate(FilmRoll& roll, PhotoItem& photo, Instant date) {
     photo.setCaptureDate(date);
     photo.setDateSource(MetadataSource::roll);
+    if (roll.locationService().records().empty()) return;
     const auto place = roll.locationService().location(date);
-    if (!place) return;
+    if (!place) {
+        // A place that an earlier assignment found belongs to another date.
+        if (photo.locationSource() == MetadataSource::roll) photo.clearLocation();
+        return;
+    }
     photo.setLatitude(place->latitude);
     photo.setLongitude(place->longitude);
     photo.setLocationSource(MetadataSource::roll);
@@ -95,11 +102,24 @@ std::string MetadataOverwriteSummary::warningMessage() const {
     return "This will replace dates on " + joined(parts, parts.size() == 3 ? ", " : " ") + ".";
 }
 
-void assignDates(FilmRoll& roll, std::optional<double> intervalSeconds, std::function<void()> completion) {
+bool canAssignDates(const FilmRoll& roll, double intervalSeconds) {
+    if (!std::isfinite(intervalSeconds) || intervalSeconds < 0) return false;
+    const std::size_t steps = roll.photos().empty() ? 0 : roll.photos().size() - 1;
+    return isStorable(roll.baseDate()) &&
+           isStorable(later(roll.baseDate(), intervalSeconds * static_cast<double>(steps)));
+}
+
+bool assignDates(FilmRoll& roll, std::optional<double> intervalSeconds, std::function<void()> completion,
+                 UndoStack* undoStack) {
     const LibraryServices& services = roll.services();
     const double interval = intervalSeconds.value_or(services.preferences.dateIntervalSeconds());
+    if (!canAssignDates(roll, interval)) {
+        roll.setStatusNotification(StatusNotification::error("The dates would leave the years 0 to 9999"));
+        return false;
+    }
     roll.locationService().setMaxGap(services.preferences.locationMaxGapHours() * secondsPerHour);
 
+    const auto act = std::make_shared<const RollAct>(roll);
     const std::weak_ptr<FilmRoll> weak = roll.weak_from_this();
     const PhotoList photos = roll.photos();
     const auto dateOf = [base = roll.baseDate(), interval](std::size_t i) {
@@ -115,12 +135,15 @@ void assignDates(FilmRoll& roll, std::optional<double> intervalSeconds, std::fun
     }
     for (std::size_t i = staggered; i < photos.size(); ++i) writeDate(roll, *photos[i], dateOf(i));
 
-    services.main.postAfter(staggered * staggerStep, [weak, photos, completion = std::move(completion)] {
-        const RollPointer living = weak.lock();
-        if (!living) return;
-        finishAssignment(*living, photos);
-        if (completion) completion();
-    });
+    services.main.postAfter(staggered * staggerStep,
+                            [weak, photos, act, undoStack, completion = std::move(completion)] {
+                                const RollPointer living = weak.lock();
+                                if (!living) return;
+                                finishAssignment(*living, photos);
+                                act->end(undoStack, "Assign Dates");
+                                if (completion) completion();
+                            });
+    return true;
 }
 
 }  // namespace kelvaris

@@ -8,6 +8,8 @@
 
 namespace kelvaris {
 
+class UndoStack;
+
 /// How many photos have a date, by who set it. Photos without a date count nowhere.
 struct MetadataOverwriteSummary {
     int exif = 0;
@@ -23,12 +25,19 @@ struct MetadataOverwriteSummary {
 
 MetadataOverwriteSummary dateOverwriteSummary(const FilmRoll& roll);
 
+/// Whether every date of such an assignment can be stored: the years 0 to 9999, an interval of 0 or more.
+bool canAssignDates(const FilmRoll& roll, double intervalSeconds);
+
 /// Gives each photo, in order, a date spaced from the roll's base date, and the place where the location
-/// history says the user was. The first photos are written one by one as a movement, the others at once;
-/// the roll's state and the completion follow when the last is written. Nothing is written once the roll
-/// is gone. Main thread.
+/// history says the user was; a place of an earlier assignment goes where the history does not cover the new
+/// date. The first photos are written one by one as a movement, the others at once; the roll's state, the
+/// step for undo and the completion follow when the last is written. Nothing is written once the roll is
+/// gone. Main thread.
 /// @param intervalSeconds absent takes the user's preference.
 /// @param completion may be empty.
-void assignDates(FilmRoll& roll, std::optional<double> intervalSeconds, std::function<void()> completion);
+/// @param undoStack gets "Assign Dates"; may be null.
+/// @return false, with nothing done but an error raised, when a date could not be stored.
+bool assignDates(FilmRoll& roll, std::optional<double> intervalSeconds, std::function<void()> completion,
+                 UndoStack* undoStack = nullptr);
 
 }  // namespace kelvaris

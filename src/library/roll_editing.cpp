@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <compare>
+#include <unordered_map>
 
+#include "library/roll_act.h"
 #include "library/roll_selection.h"
+#include "library/sort_indices.h"
 #include "library/undo_stack.h"
 
 namespace kelvaris {
@@ -66,12 +69,13 @@ void pushRotation(FilmRoll& roll, const PhotoPointer& photo, UndoStack* undoStac
     const auto restore = [weak = roll.weak_from_this(), photo](const RotationState& state) {
         const RollPointer living = weak.lock();
         if (!living) return;
-        selectPhoto(*living, photo);
+        showPhoto(*living, photo);
         applyRotation(*living, *photo, state);
     };
     undoStack->push({.label = label,
                      .undo = [restore, before] { restore(before); },
-                     .redo = [restore, after] { restore(after); }});
+                     .redo = [restore, after] { restore(after); },
+                     .roll = roll.id()});
 }
 
 void rotateSelected(FilmRoll& roll, UndoStack* undoStack, const char* label,
@@ -87,10 +91,8 @@ void rotateSelected(FilmRoll& roll, UndoStack* undoStack, const char* label,
 
 }  // namespace
 
-void sortPhotos(FilmRoll& roll) {
+void orderPhotos(FilmRoll& roll) {
     const SortOption option = roll.sortOption();
-    if (isManual(option)) return;
-
     const Language& language = roll.services().language;
     std::vector<Keyed> photos;
     photos.reserve(roll.photos().size());
@@ -118,12 +120,20 @@ void sortPhotos(FilmRoll& roll) {
             sortByPeople(photos, ascending);
             break;
         case SortOption::custom:
+            stableSort(photos, true, [](const Keyed& a, const Keyed& b) {
+                return a.photo->sortIndex() <=> b.photo->sortIndex();
+            });
             break;
     }
-    PhotoList sorted;
-    sorted.reserve(photos.size());
-    for (Keyed& each : photos) sorted.push_back(std::move(each.photo));
-    roll.setPhotos(std::move(sorted));
+    PhotoList ordered;
+    ordered.reserve(photos.size());
+    for (Keyed& each : photos) ordered.push_back(std::move(each.photo));
+    roll.setPhotos(std::move(ordered));
+}
+
+void sortPhotos(FilmRoll& roll) {
+    if (isManual(roll.sortOption())) return;
+    orderPhotos(roll);
     roll.renumberPhotos();
 }
 
@@ -153,10 +163,22 @@ std::vector<PhotoID> photoOrder(const FilmRoll& roll) {
     return order;
 }
 
-bool finishDrag(FilmRoll& roll, const std::vector<PhotoID>& preDragOrder) {
+bool finishDrag(FilmRoll& roll, const std::vector<PhotoID>& preDragOrder, UndoStack* undoStack) {
     if (photoOrder(roll) == preDragOrder) return false;
+    // The photos moved while they were dragged: the step begins with the order before.
+    PhotoList dragged = roll.photos();
+    std::unordered_map<PhotoID, PhotoPointer> byID;
+    for (const PhotoPointer& photo : dragged) byID.emplace(photo->id(), photo);
+    PhotoList before;
+    for (const PhotoID id : preDragOrder) {
+        if (const auto found = byID.find(id); found != byID.end()) before.push_back(found->second);
+    }
+    if (undoStack && before.size() == dragged.size()) roll.setPhotos(std::move(before));
+    const RollAct act(roll);
+    roll.setPhotos(std::move(dragged));
     roll.setSortOption(SortOption::custom);
     roll.renumberPhotos();
+    act.end(undoStack, "Reorder Photos");
     roll.services().play(Sound::reorder);
     return true;
 }
@@ -181,23 +203,43 @@ void confirmSuggestedRotation(FilmRoll& roll, const PhotoPointer& photo, UndoSta
     pushRotation(roll, photo, undoStack, "Confirm Suggested Rotation", before, after);
 }
 
-void removePhoto(FilmRoll& roll, const PhotoPointer& photo) {
+void removePhoto(FilmRoll& roll, const PhotoPointer& removed, UndoStack* undoStack) {
+    const PhotoPointer photo = removed;  // the caller's reference may be the list's own
     PhotoList photos = roll.photos();
-    const PhotoID id = photo->id();
-    const auto hasID = [id](const PhotoPointer& each) { return each->id() == id; };
-    const auto found = std::find_if(photos.begin(), photos.end(), hasID);
+    const auto found = std::find(photos.begin(), photos.end(), photo);
     if (found == photos.end()) return;
+    const RollAct act(roll);
     const auto position = static_cast<std::size_t>(found - photos.begin());
-    std::erase_if(photos, hasID);
-
-    const bool wasSelected = roll.selectedPhoto() && roll.selectedPhoto()->id() == id;
+    photos.erase(found);
+    PhotoList out = roll.removedPhotos();
+    out.push_back(photo);
     roll.setPhotos(std::move(photos));
+    roll.setRemovedPhotos(std::move(out));
     roll.renumberPhotos();
-    if (wasSelected) {
+    if (roll.selectedPhoto() == photo) {
         const PhotoList& left = roll.photos();
         selectPhoto(roll, left.empty() ? nullptr : left[std::min(position, left.size() - 1)]);
     }
+    act.end(undoStack, "Take Out Photo");
     roll.services().play(Sound::remove);
+}
+
+void bringBackPhoto(FilmRoll& roll, const PhotoPointer& removed, UndoStack* undoStack) {
+    const PhotoPointer photo = removed;
+    PhotoList out = roll.removedPhotos();
+    if (std::erase(out, photo) == 0) return;
+    const RollAct act(roll);
+    SortIndices indices;
+    for (const PhotoPointer& each : roll.photos()) indices.take(each->sortIndex());
+    photo->setSortIndex(indices.takeOrNext(photo->sortIndex()));
+    PhotoList photos = roll.photos();
+    photos.push_back(photo);
+    roll.setRemovedPhotos(std::move(out));
+    roll.setPhotos(std::move(photos));
+    orderPhotos(roll);
+    roll.markExportDirty();
+    selectPhoto(roll, photo);
+    act.end(undoStack, "Bring Back Photo");
 }
 
 }  // namespace kelvaris

@@ -10,6 +10,10 @@ class UndoStack;
 
 // Edits of a roll by the user. Main thread. An edit never fails; saving is left to whoever watches.
 
+/// Puts the photos in the order of the roll's option and direction, stably; a hand-made order is that of the
+/// sort indices. No index changes.
+void orderPhotos(FilmRoll& roll);
+
 /// Sorts the photos by the roll's option and direction, stably, and renumbers them. A hand-made order
 /// stands as it is. Undated photos come last in an ascending sort and first in a descending one; photos
 /// without people come last in either.
@@ -21,8 +25,9 @@ bool dragPhotoOver(FilmRoll& roll, PhotoID dragged, PhotoID target, bool searchA
 
 /// The end of a drag: an order other than the one before becomes the roll's hand-made order.
 /// @param preDragOrder the photos' ids as they stood when the drag began.
+/// @param undoStack gets "Reorder Photos"; may be null.
 /// @return whether the order changed.
-bool finishDrag(FilmRoll& roll, const std::vector<PhotoID>& preDragOrder);
+bool finishDrag(FilmRoll& roll, const std::vector<PhotoID>& preDragOrder, UndoStack* undoStack = nullptr);
 
 /// The photos' ids in order.
 std::vector<PhotoID> photoOrder(const FilmRoll& roll);
@@ -37,8 +42,13 @@ void rotateSelectedCounterClockwise(FilmRoll& roll, UndoStack* undoStack);
 /// @param undoStack may be null.
 void confirmSuggestedRotation(FilmRoll& roll, const PhotoPointer& photo, UndoStack* undoStack);
 
-/// Takes the photo out of the roll; its file stays. The one that moves into its place is selected if it
-/// was.
-void removePhoto(FilmRoll& roll, const PhotoPointer& photo);
+/// Takes the photo out of the roll; its file stays, and all that is known of it, for the day on which it is
+/// brought back. The one that moves into its place is selected if it was.
+/// @param undoStack gets "Take Out Photo"; may be null.
+void removePhoto(FilmRoll& roll, const PhotoPointer& photo, UndoStack* undoStack = nullptr);
+
+/// Brings a photo back that was taken out, as it was, and selects it.
+/// @param undoStack gets "Bring Back Photo"; may be null.
+void bringBackPhoto(FilmRoll& roll, const PhotoPointer& photo, UndoStack* undoStack = nullptr);
 
 }  // namespace kelvaris

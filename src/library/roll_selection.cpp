@@ -25,6 +25,7 @@ void showPreview(FilmRoll& roll, PhotoItem& photo, const Image& image) {
 }
 
 void loadPreview(FilmRoll& roll, const PhotoPointer& photo) {
+    if (photo->isMissing()) return;
     if (Image cached = roll.services().imageCache.image(photo->sourceURL())) {
         photo->setPreviewImage(std::move(cached));
         return;
@@ -76,6 +77,11 @@ void selectPhoto(FilmRoll& roll, const PhotoPointer& photo) {
     if (before) before->setPreviewImage(nullptr);
     roll.setSelectedPhoto(photo);
     if (photo && !roll.needsFullActivation()) loadPreview(roll, photo);
+}
+
+void showPhoto(FilmRoll& roll, const PhotoPointer& photo) {
+    const PhotoList& photos = roll.photos();
+    if (std::find(photos.begin(), photos.end(), photo) != photos.end()) selectPhoto(roll, photo);
 }
 
 void loadSelectedPreview(FilmRoll& roll) {

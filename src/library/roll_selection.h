@@ -13,6 +13,9 @@ inline constexpr int sidebarKeepCount = 3;
 /// @param photo null selects none.
 void selectPhoto(FilmRoll& roll, const PhotoPointer& photo);
 
+/// Selects the photo if it is one of the roll's: an undo must not select what was taken out meanwhile.
+void showPhoto(FilmRoll& roll, const PhotoPointer& photo);
+
 /// Loads the preview of the selected photo if it is neither there nor on its way: a roll that comes back
 /// on screen has kept its selection and let go of its pixels.
 void loadSelectedPreview(FilmRoll& roll);

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "base/observable.h"
+#include "base/uuid.h"
 
 namespace kelvaris {
 
@@ -14,6 +16,8 @@ struct UndoableAction {
     std::string label;  ///< the name shown in the menu, for example "Rotate Clockwise"
     std::function<void()> undo;
     std::function<void()> redo;
+    /// The roll that is edited, so that it can be brought into view first; none for an act on the library.
+    std::optional<RollID> roll;
 };
 
 enum class UndoStackField { undoStack, redoStack };

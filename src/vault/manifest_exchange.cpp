@@ -1,14 +1,15 @@
 #include "vault/manifest_exchange.h"
 
 #include <algorithm>
-#include <set>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 #include "base/log.h"
 #include "base/text.h"
 #include "library/roll_editing.h"
+#include "library/sort_indices.h"
 
 namespace kelvaris {
 
@@ -46,7 +47,7 @@ std::vector<FaceRegionEntry> entriesOf(const std::vector<FaceRegion>& regions) {
     return entries;
 }
 
-PhotoManifestEntry entryOf(const PhotoItem& photo) {
+PhotoManifestEntry entryOf(const PhotoItem& photo, bool knowsFiles) {
     PhotoManifestEntry entry;
     entry.filename = photo.filename();
     entry.sortIndex = photo.sortIndex();
@@ -76,8 +77,18 @@ PhotoManifestEntry entryOf(const PhotoItem& photo) {
     if (photo.faceRegions()) entry.faceRegions = entriesOf(*photo.faceRegions());
     entry.faceAnalysisStamp = photo.faceAnalysisStamp();
     entry.discoveryRevision = photo.discoveryRevision();
-    if (photo.isMissing()) entry.isMissing = true;
+    if (knowsFiles && photo.isMissing()) entry.isMissing = true;
     return entry;
+}
+
+PhotoEmbeddings vectorsOf(const PhotoItem& photo) {
+    PhotoEmbeddings vectors;
+    vectors.clip = photo.clipEmbedding().toOptional();
+    if (!photo.faceRegions()) return vectors;
+    for (const FaceRegion& region : *photo.faceRegions()) {
+        if (!region.embedding.empty()) vectors.faces.push_back(region.embedding);
+    }
+    return vectors;
 }
 
 void applyRollValues(const VaultRollManifest& manifest, FilmRoll& roll) {
@@ -159,46 +170,29 @@ void applyEntry(const PhotoManifestEntry& entry, PhotoEmbeddings vectors, PhotoI
     photo.setOrientationDecision(entry.orientationDecision);
     photo.setOrientationCacheVersion(entry.orientationCacheVersion);
     discardStaleOrientationCaches(entry, photo);
-
-    if (entry.isMissing.value_or(false)) photo.setIsMissing(true);
 }
 
-/// Exports are named after sort indices, so two photos of one index would overwrite each other. Stored
-/// indices stay; a photo whose index is taken goes behind the largest.
-class SortIndices {
-public:
-    /// @return false when another photo has the index.
-    bool take(int index) { return taken_.insert(index).second; }
-
-    int takeNext() {
-        const int most = static_cast<int>(VaultRollManifest::largestSortIndex);
-        int next = taken_.empty() ? 0 : *taken_.rbegin();
-        if (!taken_.empty() && next < most) ++next;
-        while (!taken_.insert(next).second) next = next == most ? 0 : next + 1;
-        return next;
-    }
-
-private:
-    std::set<int> taken_;
-};
-
-void separateSortIndices(const FilmRoll& roll, const std::vector<bool>& hasEntry) {
+/// Stored indices stay; a photo whose index another one has goes behind the largest.
+void separateSortIndices(const FilmRoll& roll) {
     SortIndices indices;
     std::vector<PhotoItem*> clashing;
-    for (const bool stored : {true, false}) {
-        for (std::size_t i = 0; i < roll.photos().size(); ++i) {
-            PhotoItem& photo = *roll.photos()[i];
-            if (hasEntry[i] == stored && !indices.take(photo.sortIndex())) clashing.push_back(&photo);
-        }
+    for (const PhotoPointer& photo : roll.photos()) {
+        if (!indices.take(photo->sortIndex())) clashing.push_back(photo.get());
     }
     for (PhotoItem* photo : clashing) photo->setSortIndex(indices.takeNext());
 }
 
-void takeHandMadeOrder(FilmRoll& roll) {
-    PhotoList photos = roll.photos();
-    std::stable_sort(photos.begin(), photos.end(),
-                     [](const auto& a, const auto& b) { return a->sortIndex() < b->sortIndex(); });
-    roll.setPhotos(std::move(photos));
+PhotoEmbeddings extracted(EmbeddingsByFilename& embeddings, const std::string& filename) {
+    auto vectors = embeddings.extract(filename);
+    return vectors ? std::move(vectors.mapped()) : PhotoEmbeddings();
+}
+
+/// The photo of an entry whose file nobody has seen yet.
+PhotoPointer unseenPhoto(const FilmRoll& roll, const PhotoManifestEntry& entry) {
+    auto photo =
+        std::make_shared<PhotoItem>(roll.sourceFolder() / entry.filename, static_cast<int>(entry.sortIndex));
+    photo->setIsMissing(true);
+    return photo;
 }
 
 }  // namespace
@@ -223,21 +217,26 @@ VaultRollManifest buildManifest(const FilmRoll& roll, std::vector<FileFingerprin
     manifest.sortAscending = roll.sortAscending();
     manifest.dateOpened = roll.dateOpened();
     manifest.photos.reserve(roll.photos().size());
-    for (const auto& photo : roll.photos()) manifest.photos.push_back(entryOf(*photo));
+    // Of a roll that is away every file is out of reach; which of them are gone is not known then.
+    const bool knowsFiles = !roll.isDisconnected();
+    for (const auto& photo : roll.photos()) manifest.photos.push_back(entryOf(*photo, knowsFiles));
+    if (!roll.removedPhotos().empty()) {
+        manifest.removedPhotos.emplace();
+        for (const auto& photo : roll.removedPhotos()) {
+            manifest.removedPhotos->push_back(entryOf(*photo, false));
+        }
+    }
     return manifest;
 }
 
 EmbeddingsByFilename buildEmbeddings(const FilmRoll& roll) {
     EmbeddingsByFilename embeddings;
-    for (const auto& photo : roll.photos()) {
-        PhotoEmbeddings vectors;
-        vectors.clip = photo->clipEmbedding().toOptional();
-        if (photo->faceRegions()) {
-            for (const FaceRegion& region : *photo->faceRegions()) {
-                if (!region.embedding.empty()) vectors.faces.push_back(region.embedding);
-            }
+    for (const PhotoList* list : {&roll.photos(), &roll.removedPhotos()}) {
+        for (const auto& photo : *list) {
+            PhotoEmbeddings vectors = vectorsOf(*photo);
+            if (vectors != PhotoEmbeddings())
+                embeddings.insert_or_assign(photo->filename(), std::move(vectors));
         }
-        if (vectors != PhotoEmbeddings()) embeddings.insert_or_assign(photo->filename(), std::move(vectors));
     }
     return embeddings;
 }
@@ -249,23 +248,35 @@ bool applyManifest(const VaultRollManifest& manifest, EmbeddingsByFilename embed
     }
     applyRollValues(manifest, roll);
 
-    std::unordered_map<std::string_view, const PhotoManifestEntry*> entries;
-    for (const PhotoManifestEntry& entry : manifest.photos) entries.try_emplace(entry.filename, &entry);
-    std::vector<bool> hasEntry;
-    for (const auto& photo : roll.photos()) {
-        const auto found = entries.find(photo->filename());
-        hasEntry.push_back(found != entries.end());
-        if (found == entries.end()) continue;
-        auto vectors = embeddings.extract(photo->filename());
-        applyEntry(*found->second, vectors ? std::move(vectors.mapped()) : PhotoEmbeddings(), *photo);
+    std::unordered_map<std::string_view, PhotoPointer> live;
+    for (const PhotoPointer& photo : roll.photos()) live.emplace(photo->filename(), photo);
+    PhotoList removed;
+    for (const PhotoManifestEntry& entry :
+         manifest.removedPhotos.value_or(std::vector<PhotoManifestEntry>())) {
+        const auto known = live.extract(entry.filename);
+        removed.push_back(known ? known.mapped() : unseenPhoto(roll, entry));
+        applyEntry(entry, extracted(embeddings, entry.filename), *removed.back());
     }
-    separateSortIndices(roll, hasEntry);
+    PhotoList photos;
+    std::unordered_set<std::string_view> taken;
+    for (const PhotoPointer& photo : removed) taken.insert(photo->filename());
+    for (const PhotoPointer& photo : roll.photos()) {
+        if (!taken.contains(photo->filename())) photos.push_back(photo);
+    }
+    for (const PhotoManifestEntry& entry : manifest.photos) {
+        if (!taken.insert(entry.filename).second) continue;  // the first of two entries counts
+        const auto known = live.find(entry.filename);
+        if (known == live.end()) photos.push_back(unseenPhoto(roll, entry));
+        applyEntry(entry, extracted(embeddings, entry.filename),
+                   known == live.end() ? *photos.back() : *known->second);
+    }
+    roll.setPhotos(std::move(photos));
+    roll.setRemovedPhotos(std::move(removed));
+    separateSortIndices(roll);
 
-    if (roll.sortOption() == SortOption::custom) {
-        takeHandMadeOrder(roll);
-    } else if (roll.sortOption() != SortOption::filename) {
-        sortPhotos(roll);
-    }
+    const bool keepsIndices =
+        roll.sortOption() == SortOption::filename || roll.sortOption() == SortOption::custom;
+    keepsIndices ? orderPhotos(roll) : sortPhotos(roll);
     return true;
 }
 

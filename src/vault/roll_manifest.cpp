@@ -34,7 +34,8 @@ bool VaultRollManifest::isValidID(std::string_view text) {
 }
 
 bool VaultRollManifest::isValid() const {
-    return isValidID(id) && std::all_of(photos.begin(), photos.end(), isValidEntry);
+    return isValidID(id) && std::ranges::all_of(photos, isValidEntry) &&
+           (!removedPhotos || std::ranges::all_of(*removedPhotos, isValidEntry));
 }
 
 }  // namespace kelvaris

@@ -114,6 +114,7 @@ struct VaultRollManifest {
     std::optional<bool> sortAscending;
     std::optional<Instant> dateOpened;  ///< under the key "dateImported"
     std::vector<PhotoManifestEntry> photos;
+    std::optional<std::vector<PhotoManifestEntry>> removedPhotos;
 
     bool operator==(const VaultRollManifest&) const = default;
 
@@ -148,6 +149,8 @@ void describe(Visitor& visitor, VaultRollManifest& record) {
     visitor.optional("sortAscending", record.sortAscending, "Whether the sort ascends");
     visitor.optional("dateImported", record.dateOpened, "When the roll was first opened");
     visitor.required("photos", record.photos, "One entry a photo, in the order of the roll");
+    visitor.optional("removedPhotos", record.removedPhotos,
+                     "Photos that were taken out of the roll, with all that is known of them");
 }
 
 }  // namespace kelvaris

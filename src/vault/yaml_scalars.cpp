@@ -292,13 +292,8 @@ std::optional<float> parseFloat(std::string_view text) { return parseReal<float>
 std::optional<Instant> parseTimestamp(std::string_view text) {
     const auto instant = hasTimestampShape(text) ? kelvaris::parseTimestamp(text) : std::nullopt;
     // A zone may lead out of the years that can be written again.
-    if (!instant || !isWritable(*instant)) return std::nullopt;
+    if (!instant || !isStorable(*instant)) return std::nullopt;
     return instant;
-}
-
-bool isWritable(Instant instant) {
-    const int year = utcCivilTime(instant).year;
-    return year >= 0 && year <= 9999;
 }
 
 bool resolvesAsOtherThanString(std::string_view text) {

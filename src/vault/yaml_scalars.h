@@ -31,9 +31,6 @@ std::optional<float> parseFloat(std::string_view text);
 /// readings that no calendar or clock shows.
 std::optional<Instant> parseTimestamp(std::string_view text);
 
-/// Whether the instant lies in the years 0000 to 9999 of UTC, which alone have a written form.
-bool isWritable(Instant instant);
-
 /// Whether a reader takes the plain text for something other than a string, so that a string of these
 /// characters must be quoted.
 bool resolvesAsOtherThanString(std::string_view text);

@@ -84,7 +84,7 @@ void YamlWriter::real(double value) { plain(yaml::doubleText(value)); }
 void YamlWriter::real32(float value) { plain(yaml::floatText(value)); }
 
 void YamlWriter::timestamp(Instant value) {
-    if (!yaml::isWritable(value)) return fail("A date lies outside the years 0000 to 9999");
+    if (!isStorable(value)) return fail("A date lies outside the years 0000 to 9999");
     plain(timestampText(value));
 }
 

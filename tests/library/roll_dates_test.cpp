@@ -1,8 +1,11 @@
 #include "library/roll_dates.h"
 
+#include <cmath>
+
 #include <gmock/gmock.h>
 
 #include "library/roll_loading.h"
+#include "library/undo_stack.h"
 #include "library_world.h"
 
 namespace kelvaris {
@@ -85,12 +88,44 @@ TEST_F(RollDatesTest, NothingIsWrittenOnceTheRollIsGone) {
     EXPECT_EQ(done, 0);
 }
 
-TEST_F(RollDatesTest, AbsurdIntervalsEndAtTheLastDateThereIs) {
+TEST_F(RollDatesTest, DatesThatNoFileCouldHoldAreRefusedBeforeAnythingIsWritten) {
     const auto roll = openRoll(3);
-    assignDates(*roll, 1e300, nullptr);
+    for (const double interval : {1e300, 1.3e11, -1.0, std::nan("")}) {
+        EXPECT_FALSE(assignDates(*roll, interval, nullptr)) << interval;
+    }
+    roll->setBaseDate(Instant::fromSeconds(-1e11));
+    EXPECT_FALSE(assignDates(*roll, 60.0, nullptr));
     machine.advance(1s);
-    EXPECT_EQ(roll->photos()[0]->captureDate(), base);
-    EXPECT_GT(roll->photos()[2]->captureDate(), base);
+    EXPECT_EQ(roll->photos()[0]->captureDate(), std::nullopt);
+    roll->setBaseDate(base);
+    EXPECT_TRUE(assignDates(*roll, 1.2e11, nullptr)) << "the year 9000 or so";
+}
+
+TEST_F(RollDatesTest, ANewAssignmentTakesBackThePlacesThatItsDatesDoNotHave) {
+    const auto roll = openRoll(3);
+    roll->photos()[1]->setLatitude(7.0);
+    roll->photos()[1]->setLongitude(8.0);
+    roll->photos()[1]->setLocationSource(MetadataSource::photo);
+    roll->locationService().setRecords({{base, 35.0, 135.0}, {base + 30min, 36.0, 136.0}});
+    UndoStack undo;
+    assignDates(*roll, 0.0, nullptr, &undo);
+    machine.advance(1s);
+    ASSERT_EQ(roll->photos()[2]->locationSource(), MetadataSource::roll);
+
+    roll->photos()[1]->setLocationSource(MetadataSource::photo);
+    roll->setBaseDate(base + 240h);
+    assignDates(*roll, 60.0, nullptr, &undo);
+    machine.advance(1s);
+    EXPECT_EQ(roll->photos()[2]->latitude(), std::nullopt);
+    EXPECT_EQ(roll->photos()[1]->longitude(), 135.0) << "the user's own place stays";
+    undo.undo();
+    EXPECT_EQ(roll->photos()[2]->captureDate(), base);
+    EXPECT_EQ(roll->photos()[2]->latitude(), 35.0);
+    undo.undo();
+    EXPECT_EQ(roll->photos()[2]->captureDate(), std::nullopt);
+    EXPECT_EQ(roll->workflowState(), std::nullopt);
+    undo.redo();
+    EXPECT_EQ(roll->photos()[2]->captureDate(), base);
 }
 
 TEST_F(RollDatesTest, AnEmptyRollIsAssignedToo) {

@@ -5,6 +5,7 @@
 
 #include <map>
 
+#include "library/roll_editing.h"
 #include "log_capture.h"
 #include "vault_world.h"
 
@@ -238,17 +239,47 @@ TEST_F(ManifestExchange, NoTwoPhotosShareASortIndex) {
               (Order{{"004.jpg", 0}, {"002.jpg", 1}, {"001.jpg", 5}, {"003.jpg", 2147483646}}));
 }
 
-TEST_F(ManifestExchange, TheFirstOfTwoEntriesWinsAndStrangersAreDropped) {
+TEST_F(ManifestExchange, AnEntryWithoutItsFileIsAMissingPhotoThatKeepsEverything) {
     const auto roll = loadedRoll(1);
     auto manifest = built(*roll);
-    manifest.photos = {{.filename = "gone.jpg"},
-                       {.filename = "001.jpg", .placeName = "first", .isMissing = true},
-                       {.filename = "001.jpg", .placeName = "second"}};
-    ASSERT_TRUE(applyManifest(manifest, {{"gone.jpg", {}}}, *roll));
-    EXPECT_EQ(roll->photos()[0]->placeName(), "first");
-    EXPECT_TRUE(roll->photos()[0]->isMissing());
-    EXPECT_EQ(built(*roll).photos.size(), 1u);
-    EXPECT_EQ(built(*roll).photos[0].isMissing, true);
+    manifest.photos = {{.filename = "000 gone.jpg", .sortIndex = 7, .latitude = 35.5, .placeName = "away"},
+                       {.filename = "001.jpg", .sortIndex = 1, .placeName = "first", .isMissing = true},
+                       {.filename = "001.jpg", .sortIndex = 2, .placeName = "second"}};
+    ASSERT_TRUE(applyManifest(manifest, {{"000 gone.jpg", {std::vector<float>{1, 2}, {}}}}, *roll));
+    ASSERT_EQ(roll->photos().size(), 2u);
+    EXPECT_TRUE(roll->photos()[0]->isMissing()) << "in its place by name";
+    EXPECT_EQ(roll->photos()[0]->sourceURL(), roll->sourceFolder() / "000 gone.jpg");
+    EXPECT_EQ(roll->photos()[1]->placeName(), "first") << "of two entries";
+    EXPECT_FALSE(roll->photos()[1]->isMissing()) << "its file is back";
+    manifest.photos.pop_back();
+    manifest.photos[0].isMissing = true;
+    manifest.photos[1].isMissing.reset();
+    EXPECT_EQ(built(*roll).photos, manifest.photos);
+    EXPECT_TRUE(buildEmbeddings(*roll).contains("000 gone.jpg"));
+    leaveFolder(*roll, "gone");
+    EXPECT_EQ(built(*roll).photos[1].isMissing, std::nullopt) << "the folder is away, not the file";
+}
+
+TEST_F(ManifestExchange, APhotoThatWasTakenOutStaysOutAndComesBackWhole) {
+    const auto roll = loadedRoll(3);
+    roll->photos()[1]->setPlaceName("Kyoto");
+    roll->photos()[1]->setClipEmbedding(std::vector<float>{1, 2});
+    removePhoto(*roll, roll->photos()[1]);
+    const auto manifest = built(*roll);
+    ASSERT_TRUE(manifest.removedPhotos);
+
+    const auto again = reopened(*roll);
+    ASSERT_EQ(again->photos().size(), 3u) << "the file is still in the folder";
+    ASSERT_TRUE(applyManifest(manifest, buildEmbeddings(*roll), *again));
+    EXPECT_EQ(again->photos().size(), 2u);
+    EXPECT_EQ(again->photoNamed("002.jpg"), nullptr);
+    EXPECT_EQ(built(*again), manifest);
+    loadFolder(*again, false);
+    EXPECT_EQ(again->photos().size(), 2u);
+    bringBackPhoto(*again, again->removedPhotos()[0]);
+    EXPECT_EQ(again->photos()[1]->placeName(), "Kyoto");
+    EXPECT_TRUE(again->photos()[1]->clipEmbedding());
+    EXPECT_EQ(built(*again).removedPhotos, std::nullopt);
 }
 
 }  // namespace
