@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "base/operation_queue.h"
+#include "platform_fake/fake_clock.h"
 #include "platform_fake/fake_language.h"
 #include "platform_linux/linux_files.h"
 #include "stopwatch.h"
@@ -118,7 +119,8 @@ private:
 public:
     LinuxFiles files;
     const FakeLanguage language;
-    VaultStore store{files,
+    const FakeClock clock;
+    VaultStore store{files, clock.wall(),
                      VaultPaths::under(Path(folder_.path().string()), Path((folder_ / "cache").string()))};
 };
 
@@ -230,7 +232,8 @@ void saveRoll(benchmark::State& state) {
         state,
         [&] {
             const auto bytes = encodedRollFile(manifest, vault.language);
-            if (!vault.store.replaceWithBackups(vault.store.paths().rollFile(id), *bytes)) std::abort();
+            if (!vault.store.replaceWithBackups(vault.store.paths().rollFile(id), *bytes, {}).isSaved())
+                std::abort();
             if (state.range(0)) vault.store.writeEmbeddings(id, vectors);
         },
         [&] {

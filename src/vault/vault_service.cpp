@@ -16,7 +16,7 @@ VaultService::VaultService(VaultPaths paths, const VaultMachine& machine, Access
       language_(machine.language),
       clock_(machine.clock),
       main_(machine.main),
-      store_(machine.files, std::move(paths)),
+      store_(machine.files, machine.clock, std::move(paths)),
       mirror_(store_, machine.files, machine.folders, machine.language, machine.clock, machine.queues,
               machine.mirrorState) {
     if (access == Access::readOnly) {
@@ -65,7 +65,7 @@ bool VaultService::save(FilmRoll& roll) {
         return false;
     }
     roll.setStoredFingerprint(manifest.fileFingerprint);
-    const bool isWritten = store_.replaceWithBackups(paths().rollFile(roll.id()), *file);
+    const bool isWritten = store_.replaceWithBackups(paths().rollFile(roll.id()), *file, {}).isSaved();
     store_.writeEmbeddings(roll.id(), buildEmbeddings(roll));
     mirror_.follow(std::move(manifest));
     return isWritten;
@@ -131,7 +131,7 @@ bool VaultService::savePreferences(const VaultPreferences& preferences) {
         log::error("Vault", "Failed to encode preferences: {}", file.error());
         return false;
     }
-    const bool isWritten = store_.replaceWithBackups(paths().preferencesFile, *file);
+    const bool isWritten = store_.replaceWithBackups(paths().preferencesFile, *file, {}).isSaved();
     mirror_.follow(preferences);
     return isWritten;
 }

@@ -145,47 +145,6 @@ std::optional<VaultPreferences> VaultStore::loadPreferences() const {
     return decodeFile<VaultPreferences>(files_, paths_.preferencesFile);
 }
 
-bool VaultStore::replaceWithBackups(const Path& file, std::string_view bytes) {
-    const auto failed = [&](const FileError& error) {
-        log::error("Vault", "Failed to write vault file {}: {}", file.filename(), error.message);
-        return false;
-    };
-    // The new bytes lie beside the file before a backup moves: saves onto a full disk fail here, and must
-    // not push good backups out one by one.
-    auto pending = files_.beginWrite(file);
-    if (!pending) return failed(pending.error());
-    if (const auto written = (*pending)->write(asBytes(bytes)); !written) return failed(written.error());
-    rotateBackup(file);
-    if (const auto committed = (*pending)->commit(); !committed) return failed(committed.error());
-    return true;
-}
-
-void VaultStore::rotateBackup(const Path& file) {
-    const auto current = files_.read(file);
-    if (!current) return;
-    (void)files_.removeFile(backupPath(file, backupCount));
-    for (int number = backupCount - 1; number >= 1; --number) {
-        (void)files_.move(backupPath(file, number), backupPath(file, number + 1));
-    }
-    // A copy, so that the file is never absent. It need not reach the disk before the file's own new
-    // version does: until then the file itself is what the copy would save.
-    (void)files_.writeAtomically(backupPath(file, 1), *current, Durability::cache);
-}
-
-void VaultStore::writeEmbeddings(RollID id, const EmbeddingsByFilename& embeddings) {
-    const Path file = paths_.embeddingsFile(id);
-    if (embeddings.empty()) {
-        (void)files_.removeFile(file);
-        return;
-    }
-    const auto written =
-        files_.writeAtomically(file, EmbeddingSidecar::encode(embeddings), Durability::cache);
-    if (!written) {
-        log::error("Vault", "Failed to write embeddings sidecar for {}: {}", id.text(),
-                   written.error().message);
-    }
-}
-
 void VaultStore::removeRoll(RollID id) {
     const Path file = paths_.rollFile(id);
     (void)files_.removeFile(file);

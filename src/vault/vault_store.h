@@ -9,9 +9,12 @@
 #include "base/bytes.h"
 #include "base/operation_queue.h"
 #include "base/uuid.h"
+#include "platform/clock.h"
 #include "platform/files.h"
 #include "preferences/vault_preferences.h"
+#include "vault/file_stamp.h"
 #include "vault/roll_manifest.h"
+#include "vault/vault_problem.h"
 #include "vocabulary/photo_embeddings.h"
 
 namespace kelvaris {
@@ -44,11 +47,27 @@ struct StoredRoll {
     EmbeddingsByFilename embeddings;  ///< empty without a usable sidecar
 };
 
+/// How the writing of a file ended.
+struct Replacement {
+    enum class Kind {
+        unchanged,  ///< the file held these bytes already; nothing was touched
+        written,
+        failed,  ///< the file is what it was; the reason is in the log, too
+    };
+    Kind kind = Kind::unchanged;
+    FileStamp stamp;                     ///< of the bytes in the file; says nothing after a failure
+    std::string error;                   ///< of a failure, in the system's own words
+    std::vector<VaultProblem> problems;  ///< what was kept beside the file
+
+    bool isSaved() const { return kind != Kind::failed; }
+};
+
 /// The files of a vault as values, without a live object in sight. Holds no state of its own; any thread.
 class VaultStore {
 public:
-    /// @param files outlives the store.
-    VaultStore(Files& files, VaultPaths paths) : files_(files), paths_(std::move(paths)) {}
+    /// @param files outlives the store, as does the clock.
+    VaultStore(Files& files, const Clock& clock, VaultPaths paths)
+        : files_(files), clock_(clock), paths_(std::move(paths)) {}
 
     const VaultPaths& paths() const { return paths_; }
 
@@ -77,20 +96,34 @@ public:
 
     // --- Writing
 
-    /// Writes the file atomically and shifts its backups; the old version becomes backup 1. When the new
-    /// bytes find no room on the disk, the file and its backups stay as they are.
-    bool replaceWithBackups(const Path& file, std::string_view bytes);
-    /// Writes the sidecar, or removes it when there is nothing to keep. A failure is logged and costs
-    /// nothing but vectors, which are made anew.
-    void writeEmbeddings(RollID id, const EmbeddingsByFilename& embeddings);
+    /// Writes a frontmatter file atomically; what it held becomes backup 1 when that is older work of ours.
+    /// Bytes that do not decode, and those that another program wrote, become no backup: they are kept as
+    /// "<name>.damaged-<time>" or "<name>.theirs-<time>". At no moment is there no copy of them. When the
+    /// new bytes find no room on the disk, the file and its backups stay as they are.
+    /// @param lastKnown of the bytes that the caller last read or wrote there; nothing when it does not
+    /// know the file, so that whatever decodes counts as older work.
+    Replacement replaceWithBackups(const Path& file, std::string_view bytes,
+                                   const std::optional<FileStamp>& lastKnown);
+    /// Keeps the bytes as "<name>.<word>-<time>", once: a copy with the same bytes serves again.
+    /// @return where they are kept.
+    FileResult<Path> keepBeside(const Path& file, std::string_view word, std::string_view bytes);
+    /// Writes the sidecar, or removes it when there is nothing to keep. One that cannot be read is not
+    /// removed; it is kept beside a new one. A failure is logged and costs nothing but vectors, which are
+    /// made anew.
+    /// @param mayReplace whether the vectors are made from what the sidecar holds; otherwise it is
+    /// treated as if it could not be read.
+    Replacement writeEmbeddings(RollID id, const EmbeddingsByFilename& embeddings, bool mayReplace = true);
     /// Removes the roll's file, backups, sidecar and thumbnails. Errors are swallowed.
     void removeRoll(RollID id);
 
 private:
     std::optional<StoredRoll> loadRoll(const Path& file) const;
-    void rotateBackup(const Path& file);
+    void turnBackups(const Path& file, std::string_view current);
+    Path freePlaceBeside(const Path& file, std::string_view word) const;
+    FileResult<Path> swapAside(const Path& file, ByteView bytes, Durability durability);
 
     Files& files_;
+    const Clock& clock_;
     VaultPaths paths_;
 };
 

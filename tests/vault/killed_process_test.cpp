@@ -37,7 +37,7 @@ class Victim {
 public:
     explicit Victim(const Path& folder)
         : disk_(folder / "disk"),
-          store_(files_, VaultPaths::under(folder / "data", folder / "cache/thumbnails")),
+          store_(files_, clock_.wall(), VaultPaths::under(folder / "data", folder / "cache/thumbnails")),
           mirror_(store_, files_, folders_, language_, clock_.wall(), queues_, state_) {
         store_.ensureDirectoriesExist();
         (void)files_.createDirectories(disk_);
@@ -61,8 +61,8 @@ public:
             VaultRollManifest& roll = rolls_[i];
             roll.filmISO = ++numbers[i];
             const RollID id = *RollID::parse(roll.id);
-            if (!store_.replaceWithBackups(store_.paths().rollFile(id), *encodedRollFile(roll, language_)))
-                _exit(1);
+            const auto bytes = encodedRollFile(roll, language_);
+            if (!store_.replaceWithBackups(store_.paths().rollFile(id), *bytes, {}).isSaved()) _exit(1);
             store_.writeEmbeddings(id, {{roll.photos[0].filename, {std::vector<float>(2000, 1.0f), {}}}});
             mirror_.writeMirror(roll, disk_);
             const int said[2] = {static_cast<int>(i), numbers[i]};

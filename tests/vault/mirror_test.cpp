@@ -200,6 +200,7 @@ TEST_F(MirrorTest, VerificationTellsWhatDisagreesAndChangesNothing) {
     EXPECT_TRUE(verifyVault(machine.files, paths, disk).isClean());
 
     const auto torn = savedRoll("torn", "/scans/torn");
+    torn->setNotes("torn once more");
     vault->save(*torn);
     const auto lost = savedRoll("lost", "/scans/lost");
     const auto away = savedRoll("away", "/scans/away");
