@@ -167,7 +167,7 @@ private:
     void observeSelectedPhoto();
 
     std::vector<Path> foldersOf(const std::vector<Path>& paths) const;
-    RollPointer restoredRoll(StoredRoll stored, RollID id);
+    RollPointer restoredRoll(StoredRoll stored, RollID id, SiblingFolders& siblings);
     RollPointer restoreDisconnectedRoll(StoredRoll stored, RollID id);
     void loadSidebarThumbnails(const FilmRoll& roll);
 

@@ -35,10 +35,11 @@ void AppViewModel::start(StartMode mode) {
 
 void AppViewModel::restoreRolls(StartMode mode) {
     std::vector<RollPointer> restored = rolls_;
+    SiblingFolders siblings;
     const auto readers = services_.queues.makeQueue("com.kelvaris.restore", readerCount());
     services_.vault.store().forEachRoll(*readers, [&](StoredRoll stored) {
         if (const auto id = RollID::parse(stored.manifest.id)) {
-            restored.push_back(restoredRoll(std::move(stored), *id));
+            restored.push_back(restoredRoll(std::move(stored), *id, siblings));
         }
     });
     setRolls(std::move(restored));
@@ -54,11 +55,11 @@ void AppViewModel::restoreRolls(StartMode mode) {
     enqueueBackgroundAnalysis(rolls_);
 }
 
-RollPointer AppViewModel::restoredRoll(StoredRoll stored, RollID id) {
+RollPointer AppViewModel::restoredRoll(StoredRoll stored, RollID id, SiblingFolders& siblings) {
     const VaultRollManifest& manifest = stored.manifest;
     const auto bookmark = base64Decoded(manifest.folderBookmark);
     if (!bookmark || bookmark->empty()) return restoreDisconnectedRoll(std::move(stored), id);
-    const auto resolved = services_.folders.resolve(*bookmark);
+    const auto resolved = services_.folders.resolve(*bookmark, siblings);
     if (!resolved || !services_.folders.beginAccess(resolved->path))
         return restoreDisconnectedRoll(std::move(stored), id);
     if (!services_.library.files.exists(resolved->path)) {

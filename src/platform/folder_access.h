@@ -4,6 +4,7 @@
 #include <string>
 
 #include "base/path.h"
+#include "platform/sibling_folders.h"
 
 namespace kelvaris {
 
@@ -22,7 +23,10 @@ public:
     /// old place; nothing when the folder cannot be referred to.
     virtual std::optional<std::string> makeReference(const Path& folder) = 0;
     /// Nothing for an empty or foreign token, and when the folder cannot be found.
-    virtual std::optional<ResolvedFolder> resolve(const std::string& reference) = 0;
+    std::optional<ResolvedFolder> resolve(const std::string& reference);
+    /// The same for one of many references. The listings of parent folders are kept in siblings, so that
+    /// a hundred rolls that moved in one folder cost one listing of it.
+    virtual std::optional<ResolvedFolder> resolve(const std::string& reference, SiblingFolders& siblings) = 0;
 
     /// Opens a folder for reading; each success is paired with one endAccess.
     virtual bool beginAccess(const Path& folder) = 0;

@@ -307,6 +307,7 @@ FileResult<std::vector<FolderEntry>> FakeFiles::list(const Path& folder, bool sk
     const auto node = readable(folder);
     if (!node) return Unexpected(node.error());
     if ((*node)->kind != Node::Kind::folder) return failure(Code::notADirectory);
+    ++listCounts_[folder];
     std::vector<FolderEntry> entries;
     for (const auto& [name, child] : (*node)->children) {
         if (skipHidden && name.starts_with('.')) continue;

@@ -64,6 +64,8 @@ public:
     void resetSteps();
     /// How often a file's bytes were read or mapped.
     std::size_t readCount(const Path& path) const;
+    /// How often a folder was listed.
+    std::size_t listCount(const Path& folder) const;
 
     // --- Looking, without counting
 
@@ -125,6 +127,7 @@ private:
     bool crashed_ = false;
     std::vector<std::pair<const Node*, std::function<void()>>> unflushedNames_;
     mutable std::map<Path, std::size_t> readCounts_;
+    mutable std::map<Path, std::size_t> listCounts_;
     mutable std::set<Path> vanishing_;
     std::shared_ptr<std::set<std::uint64_t>> locked_;
 };

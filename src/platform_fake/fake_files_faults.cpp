@@ -62,6 +62,12 @@ std::size_t FakeFiles::readCount(const Path& path) const {
     return found == readCounts_.end() ? 0 : found->second;
 }
 
+std::size_t FakeFiles::listCount(const Path& folder) const {
+    const std::lock_guard guard(mutex_);
+    const auto found = listCounts_.find(folder);
+    return found == listCounts_.end() ? 0 : found->second;
+}
+
 FileResult<void> FakeFiles::step(Step step) {
     if (auto living = alive(); !living) return living;
     steps_.push_back(step);

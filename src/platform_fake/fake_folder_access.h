@@ -37,8 +37,9 @@ public:
         if (!makesReferences_) return std::nullopt;
         return makeFolderReference(files_, folder);
     }
-    std::optional<ResolvedFolder> resolve(const std::string& reference) override {
-        return resolveFolderReference(files_, reference);
+    using FolderAccess::resolve;
+    std::optional<ResolvedFolder> resolve(const std::string& reference, SiblingFolders& siblings) override {
+        return resolveFolderReference(files_, reference, siblings);
     }
     bool beginAccess(const Path& folder) override {
         if (denied_.contains(folder) || !files_.list(folder)) return false;

@@ -12,8 +12,9 @@ std::optional<std::string> LinuxFolderAccess::makeReference(const Path& folder) 
     return makeFolderReference(files_, folder);
 }
 
-std::optional<ResolvedFolder> LinuxFolderAccess::resolve(const std::string& reference) {
-    return resolveFolderReference(files_, reference);
+std::optional<ResolvedFolder> LinuxFolderAccess::resolve(const std::string& reference,
+                                                         SiblingFolders& siblings) {
+    return resolveFolderReference(files_, reference, siblings);
 }
 
 bool LinuxFolderAccess::beginAccess(const Path& folder) {

@@ -79,7 +79,8 @@ TEST_F(MirrorTest, AFailingDiskCostsNoSaveAndIsTriedAgain) {
 
     machine.files.setReadOnly(mirrored.rolls, false);
     machine.files.rename(disk, Path("/elsewhere/backup"));  // unmounted,
-    machine.files.addFolder(disk);                          // and its bare mount point stays
+    machine.advance(std::chrono::seconds(1));
+    machine.files.addFolder(disk);  // and its bare mount point stays
     EXPECT_TRUE(vault->save(*roll));
     machine.settle();
     EXPECT_THAT(log.errors(), Contains("Mirror bookmark could not be resolved"));
