@@ -18,4 +18,8 @@ std::string frontmatterFile(std::string_view yaml, std::string_view body);
 /// the fence), or no second fence begins a line.
 std::optional<std::string_view> readFrontmatter(std::string_view file);
 
+/// The same of a file that was damaged, or saved by an editor that is no friend: its body may be anything,
+/// and a byte order mark may stand before the fence.
+std::optional<std::string_view> salvagedFrontmatter(std::string_view file);
+
 }  // namespace kelvaris

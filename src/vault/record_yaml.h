@@ -3,10 +3,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <concepts>
 #include <map>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -25,6 +27,9 @@
 /// is strict: a required key that is missing, a value of another type, an unknown word of an enumeration
 /// and a key given twice fail the whole document; unknown keys are walked over; null counts as absent for
 /// an optional key. Any thread.
+///
+/// A salvaging reader leaves out what fails instead: an optional member, an element of a list or a map, a
+/// required member that its record can spare. Whatever else is required still fails the record around it.
 namespace kelvaris {
 
 namespace record_yaml {
@@ -46,6 +51,10 @@ template <class T>
 inline constexpr bool isIdentifier = std::same_as<T, Uuid>;
 template <class Tag>
 inline constexpr bool isIdentifier<Identifier<Tag>> = true;
+
+/// Required keys that a salvaged record may lack, with a default in their place.
+template <class Record>
+inline constexpr std::array<std::string_view, 0> spareKeys{};
 
 template <class T>
 concept HasRawNumbers = HasRawValues<T> && std::integral<RawValueOf<T>>;
@@ -87,6 +96,7 @@ public:
     template <class Record>
     void readInto(Record& record) {
         if (!reader_.is(YamlEvent::Kind::mappingStart)) return reader_.fail("a mapping was expected");
+        if (reader_.isSalvaging()) spare_ = spareKeys<Record>;
         reader_.advance();
         takeKey();
         while (hasKey_) {
@@ -95,19 +105,22 @@ public:
             if (hasKey_ && !tookAny_) skipUnknown();
         }
         if (!reader_.ok()) return;
-        reader_.advance();
         isChecking_ = true;
         walk(record);
+        reader_.advance();
     }
 
     template <class T>
     void required(std::string_view key, T& member, const char*) {
         const std::uint64_t bit = nextBit();
         if (isChecking_) {
-            if (!(taken_ & bit)) reader_.fail(fmt::format("the key \"{}\" is missing", key));
+            if (!(taken_ & bit)) miss(key);
         } else if (isNamed(key, bit)) {
+            const auto mark = reader_.mark();
             read(reader_, member);
-            takeNext(bit);
+            const bool isLost = !reader_.ok() && isSpare(key) && reader_.passOver(mark, key);
+            if (isLost) member = T();
+            takeNext(isLost ? 0 : bit);
         }
     }
 
@@ -119,7 +132,9 @@ public:
             member.reset();
             reader_.advance();
         } else {
+            const auto mark = reader_.mark();
             read(reader_, member.emplace());
+            if (!reader_.ok() && reader_.passOver(mark, key)) member.reset();
         }
         takeNext(bit);
     }
@@ -135,8 +150,20 @@ private:
 
     bool isNamed(std::string_view key, std::uint64_t bit) {
         if (!hasKey_ || key_ != key) return false;
-        if (taken_ & bit) reader_.fail(fmt::format("the key \"{}\" is given twice", key));
-        return reader_.ok();
+        if (!(taken_ & bit)) return true;
+        const auto mark = reader_.mark();
+        reader_.fail(fmt::format("the key \"{}\" is given twice", key));
+        if (reader_.passOver(mark, key)) takeNext(0);  // the first one counts
+        return false;
+    }
+
+    bool isSpare(std::string_view key) const {
+        return std::find(spare_.begin(), spare_.end(), key) != spare_.end();
+    }
+
+    void miss(std::string_view key) {
+        std::string reason = fmt::format("the key \"{}\" is missing", key);
+        isSpare(key) ? reader_.noteLoss(std::move(reason)) : reader_.fail(reason);
     }
 
     void takeNext(std::uint64_t bit) {
@@ -161,10 +188,12 @@ private:
     }
 
     void skipUnknown() {
+        const auto mark = reader_.mark();
         if (!unknown_.insert(key_).second) {
             reader_.fail(fmt::format("the key \"{}\" is given twice", key_));
         }
         reader_.skipValue();
+        if (!reader_.ok()) reader_.passOver(mark, key_);
         takeKey();
     }
 
@@ -175,6 +204,7 @@ private:
     bool isChecking_ = false;
     unsigned index_ = 0;
     std::uint64_t taken_ = 0;
+    std::span<const std::string_view> spare_;
     std::set<std::string> unknown_;
 };
 
@@ -219,7 +249,11 @@ void readList(YamlReader& reader, T& list) {
     list.clear();
     if (!reader.is(YamlEvent::Kind::sequenceStart)) return reader.fail("a sequence was expected");
     reader.advance();
-    while (reader.ok() && !reader.is(YamlEvent::Kind::sequenceEnd)) read(reader, list.emplace_back());
+    while (reader.ok() && !reader.is(YamlEvent::Kind::sequenceEnd)) {
+        const auto mark = reader.mark();
+        read(reader, list.emplace_back());
+        if (!reader.ok() && reader.passOver(mark, "left out")) list.pop_back();
+    }
     reader.advance();
 }
 
@@ -234,8 +268,13 @@ void readMap(YamlReader& reader, T& map) {
         if (reader.current().isPlain && key == "<<") return reader.fail("merge keys are not read");
         reader.advance();
         const auto [place, isNew] = map.try_emplace(std::move(key));
-        if (!isNew) return reader.fail(fmt::format("the key \"{}\" is given twice", place->first));
-        read(reader, place->second);
+        const auto mark = reader.mark();
+        if (isNew) {
+            read(reader, place->second);
+        } else {
+            reader.fail(fmt::format("the key \"{}\" is given twice", place->first));
+        }
+        if (!reader.ok() && reader.passOver(mark, place->first) && isNew) map.erase(place);
     }
     reader.advance();
 }
@@ -327,12 +366,20 @@ Result<std::string, std::string> encodedYaml(const Record& record) {
 }
 
 /// The record that the YAML document holds, or why it holds none, with the line.
+/// @param losses where a salvaging reading tells what it left out; null for a strict one.
 template <class Record>
-Result<Record, std::string> decodedYaml(std::string_view text, std::size_t firstLine = 1) {
-    YamlReader reader(text, firstLine);
+Result<Record, std::string> decodedYaml(std::string_view text, std::size_t firstLine = 1,
+                                        std::vector<std::string>* losses = nullptr) {
+    using Mode = YamlReader::Mode;
+    YamlReader reader(text, firstLine, losses ? Mode::salvaging : Mode::strict);
     Record record;
     if (reader.ok()) record_yaml::read(reader, record);
     if (!reader.ok()) return Unexpected(reader.failure());
+    if (losses) {
+        *losses = reader.losses();
+        const std::size_t untold = reader.lossCount() - losses->size();
+        if (untold > 0) losses->push_back(fmt::format("and {} more", untold));
+    }
     return record;
 }
 

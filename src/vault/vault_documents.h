@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "base/result.h"
 #include "platform/clock.h"
@@ -33,6 +34,18 @@ Result<std::string, std::string> encodedPreferencesFile(const VaultPreferences& 
 
 Result<VaultRollManifest, DecodeFailure> decodedRollFile(std::string_view file);
 Result<VaultPreferences, DecodeFailure> decodedPreferencesFile(std::string_view file);
+
+/// What can be had of a file that does not decode, as long as its YAML is whole.
+template <class Record>
+struct Salvage {
+    Record record;                    ///< valid
+    std::vector<std::string> losses;  ///< what was left out and why, for a person; some of them when many
+};
+
+/// Leaves out each value that is out of its range, of another type or not known, and each entry of a list
+/// that lost the name which joins it to something. What the strict reading takes comes back without a loss.
+Result<Salvage<VaultRollManifest>, DecodeFailure> salvagedRollFile(std::string_view file);
+Result<Salvage<VaultPreferences>, DecodeFailure> salvagedPreferencesFile(std::string_view file);
 
 /// The record of a file, or nothing; that a record was rejected as invalid is told in the log.
 template <class Record>

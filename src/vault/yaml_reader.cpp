@@ -47,14 +47,15 @@ const yaml_char_t* anchorOf(const yaml_event_t& event) {
 
 }  // namespace
 
-YamlReader::YamlReader(std::string_view text, std::size_t firstLine, YamlLimits limits)
-    : firstLine_(firstLine), limits_(limits) {
+YamlReader::YamlReader(std::string_view text, std::size_t firstLine, Mode mode, YamlLimits limits)
+    : firstLine_(firstLine), mode_(mode), limits_(limits) {
     if (!yaml_parser_initialize(&parser_)) {
         failure_ = "Out of memory";
+        isBroken_ = true;
         return;
     }
     if (text.size() > limits_.bytes) {
-        fail("the text is too long");
+        breakOff("the text is too long");
         return;
     }
     if (text.empty()) text = "";  // the parser wants a place, also for nothing
@@ -64,7 +65,7 @@ YamlReader::YamlReader(std::string_view text, std::size_t firstLine, YamlLimits 
     if (event_.type == YAML_DOCUMENT_START_EVENT) {
         advance();
     } else {
-        fail("the document is empty");
+        breakOff("the document is empty");
     }
 }
 
@@ -85,7 +86,7 @@ void YamlReader::advance() {
 bool YamlReader::parseNext() {
     if (std::exchange(holdsEvent_, false)) yaml_event_delete(&event_);
     if (!yaml_parser_parse(&parser_, &event_)) {
-        fail(parser_.problem ? parser_.problem : "the text is not YAML");
+        breakOff(parser_.problem ? parser_.problem : "the text is not YAML");
         return false;
     }
     holdsEvent_ = true;
@@ -118,16 +119,16 @@ void YamlReader::takeParsed() {
             break;
         case YAML_ALIAS_EVENT: {
             const auto found = anchors_.find(view(event_.data.alias.anchor));
-            if (found == anchors_.end()) return fail("an alias without its anchor");
-            if (!found->second->complete) return fail("an alias inside its own anchor");
+            if (found == anchors_.end()) return breakOff("an alias without its anchor");
+            if (!found->second->complete) return breakOff("an alias inside its own anchor");
             for (const auto& recording : recording_) recording->events.push_back({.alias = found->second});
             return startReplay(found->second);
         }
         case YAML_DOCUMENT_END_EVENT:
-            if (parseNext() && event_.type != YAML_STREAM_END_EVENT) fail("more than one document");
+            if (parseNext() && event_.type != YAML_STREAM_END_EVENT) breakOff("more than one document");
             return;
         default:
-            return fail("the document ends too early");
+            return breakOff("the document ends too early");
     }
     if (const yaml_char_t* anchor = anchorOf(event_)) {
         auto recording = std::make_shared<Recording>();
@@ -142,13 +143,13 @@ void YamlReader::record() {
     using Kind = YamlEvent::Kind;
     for (const auto& recording : recording_) {
         recordedBytes_ += sizeof(RecordedEvent) + current_.text.size() + current_.tag.size();
-        if (recordedBytes_ > limits_.recordedBytes) return fail("the anchors keep too much");
+        if (recordedBytes_ > limits_.recordedBytes) return breakOff("the anchors keep too much");
         recording->events.push_back({.kind = current_.kind,
                                      .text = std::string(current_.text),
                                      .tag = std::string(current_.tag),
                                      .isPlain = current_.isPlain,
                                      .alias = nullptr});
-        if (is(Kind::sequenceStart) || is(Kind::mappingStart)) ++recording->openCollections;
+        if (isStart()) ++recording->openCollections;
         if (is(Kind::sequenceEnd) || is(Kind::mappingEnd)) --recording->openCollections;
         recording->complete = recording->openCollections == 0;
     }
@@ -161,7 +162,7 @@ void YamlReader::startReplay(std::shared_ptr<const Recording> recording) {
 }
 
 void YamlReader::takeReplayed() {
-    if (++replayed_ > limits_.replayedEvents) return fail("the aliases repeat too much");
+    if (++replayed_ > limits_.replayedEvents) return breakOff("the aliases repeat too much");
     Replay& replay = replays_.back();
     const RecordedEvent& event = replay.recording->events[replay.next++];
     if (event.alias) return startReplay(event.alias);
@@ -169,10 +170,15 @@ void YamlReader::takeReplayed() {
     countDepth();
 }
 
+bool YamlReader::isStart() const {
+    return is(YamlEvent::Kind::sequenceStart) || is(YamlEvent::Kind::mappingStart);
+}
+
 void YamlReader::countDepth() {
     using Kind = YamlEvent::Kind;
-    if (is(Kind::sequenceStart) || is(Kind::mappingStart)) {
-        if (++depth_ > limits_.depth) fail("collections are nested too deep");
+    ++position_;
+    if (isStart()) {
+        if (++depth_ > limits_.depth) breakOff("collections are nested too deep");
     } else if (is(Kind::sequenceEnd) || is(Kind::mappingEnd)) {
         --depth_;
     }
@@ -197,14 +203,43 @@ void YamlReader::skipValue() {
     advance();
 }
 
+void YamlReader::breakOff(std::string_view reason) {
+    isBroken_ = true;
+    fail(reason);
+}
+
 void YamlReader::fail(std::string_view reason) {
     if (failure_.empty()) {
+        failedAt_ = current_;
         // A scanner's problem has a mark of its own; elsewhere the event's start tells the line.
         const bool parserFailed = parser_.error != YAML_NO_ERROR;
         const std::size_t line = parserFailed ? parser_.problem_mark.line : event_.start_mark.line;
         failure_ = fmt::format("Line {}: {}", firstLine_ + line, reason);
     }
     current_ = {};
+}
+
+YamlReader::Mark YamlReader::mark() const {
+    return {.position = position_, .depthAround = depth_ - (isStart() ? 1 : 0), .isCollection = isStart()};
+}
+
+bool YamlReader::passOver(const Mark& value, std::string_view name) {
+    using Kind = YamlEvent::Kind;
+    if (!isSalvaging() || isBroken_) return false;
+    noteLoss(fmt::format("{} ({})", failure_, name));
+    failure_.clear();
+    current_ = failedAt_;
+    if (!value.isCollection) {
+        if (position_ == value.position) advance();
+        return ok();
+    }
+    while (ok() && depth_ > value.depthAround) advance();
+    if (is(Kind::sequenceEnd) || is(Kind::mappingEnd)) advance();
+    return ok();
+}
+
+void YamlReader::noteLoss(std::string loss) {
+    if (++lossCount_ <= mostLossesTold) losses_.push_back(std::move(loss));
 }
 
 }  // namespace kelvaris

@@ -10,6 +10,7 @@
 #include "platform_fake/fake_language.h"
 #include "random_records.h"
 #include "vault/frontmatter.h"
+#include "vault/yaml_reader.h"
 
 namespace kelvaris {
 namespace {
@@ -267,6 +268,116 @@ TEST(RollFile, IsNotWrittenWhenNoReaderWouldTakeIt) {
     EXPECT_FALSE(encodedRollFile(manifest, language));
     manifest.notes = std::string(65 << 20, 'n');
     EXPECT_FALSE(encodedRollFile(manifest, language));
+}
+
+/// What the salvaging reading makes of the valid file with more lines in its one photo.
+PhotoManifestEntry salvagedPhoto(const std::string& lines, std::size_t losses = 1) {
+    const auto salvage = salvagedRollFile(photoFile(lines));
+    EXPECT_TRUE(salvage) << lines << ": " << salvage.error().reason;
+    if (!salvage || salvage->record.photos.empty()) return {};
+    EXPECT_EQ(salvage->losses.size(), losses) << lines;
+    EXPECT_EQ(salvage->record.folderPath, "/scans");
+    return salvage->record.photos[0];
+}
+
+TEST(SalvagedRollFile, LosesNoMoreThanTheValueThatIsWrong) {
+    for (const char* line : {
+             "rotation: 45",
+             "rotation: [90]",
+             "dateSource: guess",
+             "captureDate: yesterday",
+             "isMissing: 1",
+             "peopleCount: -1",
+             "peopleCount: 1.0",
+             "labels: {gem: true}",
+             "labels: gem",
+             "orientationDecision: {status: upright}",
+             "latitude: 90.0000001",
+             "longitude: .nan",
+             "visionTags: [a]",
+             "strange: 1\n  strange: 2",
+             "strange: {a: 1, a: 2}",
+             "orientationDecision: {reason: [{a: 1}], status: []}",
+             "faceRegions: 3",
+             "qualityScore: {a: {b: [c]}}",
+         }) {
+        const auto photo = salvagedPhoto(std::string(line) + "\n  placeName: Kyoto");
+        PhotoManifestEntry expected{.filename = "a.jpg", .sortIndex = 0};
+        expected.placeName = "Kyoto";
+        EXPECT_EQ(photo, expected) << line;
+    }
+    EXPECT_EQ(salvagedPhoto("visionTags: {a: 1, b: x, a: 2, c: 3}", 2).visionTags,
+              (std::map<std::string, float>{{"a", 1}, {"c", 3}}));
+    EXPECT_EQ(
+        salvagedPhoto("faceRegions: [{x: 1}, ~, {x: 0, y: 0, width: 1, height: 1}]", 2).faceRegions->size(),
+        1u);
+    EXPECT_EQ(salvagedPhoto("placeName: a\n  placeName: b").placeName, "a");
+    EXPECT_EQ(salvagedRollFile(photoFile("rotation: 45"))->losses,
+              std::vector<std::string>{"Line 10: a known number was expected (rotation)"});
+}
+
+TEST(SalvagedRollFile, LeavesOutAnEntryOnlyWithoutItsName) {
+    const auto salvage = salvagedRollFile(
+        file("id: 0A1B2C3D-0000-4000-8000-00000000000F\nfolderPath: /scans\nfolderBookmark: [x]\n"
+             "fileFingerprint: [{filename: a.jpg, size: 1}, {filename: b.jpg}]\nnotes: [no, text]\n"
+             "photos:\n- sortIndex: 1\n  placeName: nobody\n- filename: a.jpg\n  placeName: A\n- 3\n"
+             "- {filename: b.jpg, sortIndex: 2147483647, placeName: B}\nsortOption: custom"));
+    ASSERT_TRUE(salvage) << salvage.error().reason;
+    const VaultRollManifest& roll = salvage->record;
+    EXPECT_EQ(roll.fileFingerprint.size(), 1u);
+    EXPECT_EQ(roll.sortOption, "custom");
+    EXPECT_EQ(roll.notes, std::nullopt);
+    ASSERT_EQ(roll.photos.size(), 2u);
+    EXPECT_EQ(roll.photos[0].placeName, "A");
+    EXPECT_EQ(roll.photos[1].placeName, "B");
+    EXPECT_TRUE(roll.isValid());
+    EXPECT_THAT(salvage->losses, ::testing::Contains("sortIndex of b.jpg is out of its range"));
+}
+
+TEST(SalvagedRollFile, TakesWhatStandsAroundTheFrontmatterForNothing) {
+    const auto plain = decodedRollFile(file(validYaml));
+    for (const std::string& text : {"\xEF\xBB\xBF" + file(validYaml), file(validYaml) + "\xFF body"}) {
+        EXPECT_FALSE(decodedRollFile(text));
+        const auto salvage = salvagedRollFile(text);
+        ASSERT_TRUE(salvage);
+        EXPECT_EQ(salvage->record, *plain);
+    }
+    for (std::uint64_t seed = 1; seed <= 20; ++seed) {  // nothing is lost where nothing is wrong
+        const auto manifest = RandomRecords(seed).manifest(4);
+        const auto salvage = salvagedRollFile(encoded(manifest));
+        ASSERT_TRUE(salvage);
+        EXPECT_EQ(salvage->record, manifest);
+        EXPECT_EQ(salvage->losses, std::vector<std::string>());
+    }
+}
+
+TEST(SalvagedRollFile, GivesUpWhereABackupKnowsBetter) {
+    const std::string good = file(validYaml);
+    std::string noId = validYaml;
+    noId.replace(noId.find("id: 0"), 5, "id: Z");
+    std::string noPhotos = validYaml.substr(0, validYaml.find("photos:"));
+    for (const std::string& text :
+         {good.substr(0, 60), file(noId), file(noPhotos), file(noPhotos + "photos: gone"),
+          file(noPhotos + "photos: [1, 2]"), photoFile("placeName: \"\\q\""),
+          photoFile("placeName: *nowhere"), photoFile("placeName: x: y"), photoFile("placeName: \xFF"),
+          file("[1, 2]")}) {
+        EXPECT_FALSE(salvagedRollFile(text)) << text;
+    }
+    std::string many = validYaml;
+    for (int i = 0; i < 1000; ++i) many += "\n- lost";
+    EXPECT_EQ(salvagedRollFile(file(many))->losses.size(), YamlReader::mostLossesTold + 1);
+}
+
+TEST(SalvagedPreferencesFile, KeepsWhatIsInItsRange) {
+    const auto salvage = salvagedPreferencesFile(
+        "---\nfaceGroupingEdits: {groups: [], separated: [{filename: a}]}\nexportQuality: 1.5\n"
+        "artistName: Ann\nlocationMaxGapHours: 200\nshowLocationBadges: perhaps\n---\n");
+    ASSERT_TRUE(salvage) << salvage.error().reason;
+    EXPECT_EQ(salvage->losses.size(), 4u);
+    VaultPreferences expected;
+    expected.faceGroupingEdits = FaceGroupingEdits();
+    expected.artistName = "Ann";
+    EXPECT_EQ(salvage->record, expected);
 }
 
 TEST(PreferencesFile, ComesBackWithItsNestedRecords) {
