@@ -11,8 +11,8 @@ class PreferencesStore {
 public:
     virtual ~PreferencesStore() = default;
 
-    /// The record in the file itself; nothing when there is none, or it does not decode, or is not valid.
-    /// Backups are not tried.
+    /// The record in the file; of a damaged one what can be salvaged, else its newest backup. Nothing when
+    /// none of them gives a record.
     virtual std::optional<VaultPreferences> load() = 0;
 
     /// Writes the record atomically, rotating the file's backups.

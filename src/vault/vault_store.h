@@ -12,39 +12,24 @@
 #include "platform/clock.h"
 #include "platform/files.h"
 #include "preferences/vault_preferences.h"
+#include "vault/file_reading.h"
 #include "vault/file_stamp.h"
+#include "vault/roll_listing.h"
 #include "vault/roll_manifest.h"
+#include "vault/vault_paths.h"
 #include "vault/vault_problem.h"
 #include "vocabulary/photo_embeddings.h"
 
 namespace kelvaris {
 
-/// Where everything of a vault stands.
-struct VaultPaths {
-    Path root;
-    Path vault;       ///< everything durable
-    Path rolls;       ///< "<roll id>.md" with ".bak1" to ".bak3" behind
-    Path embeddings;  ///< beside the vault: "<roll id>.bin"
-    Path preferencesFile;
-    Path schemaFile;
-    Path lockFile;            ///< held by the one program that may write
-    Path thumbnailCacheBase;  ///< a folder a roll; can be made anew
-
-    static VaultPaths under(const Path& root, const Path& thumbnailCacheBase);
-
-    Path rollFile(RollID id) const { return rolls / (id.text() + ".md"); }
-    Path embeddingsFile(RollID id) const { return embeddings / (id.text() + ".bin"); }
-    Path thumbnailFolder(RollID id) const { return thumbnailCacheBase / id.text(); }
-};
-
-/// A file's backups: 1 is the version before the last save, backupCount the oldest.
-inline constexpr int backupCount = 3;
-Path backupPath(const Path& file, int number);
-
 /// A roll as the vault holds it, read ahead of the live roll.
 struct StoredRoll {
     VaultRollManifest manifest;
     EmbeddingsByFilename embeddings;  ///< empty without a usable sidecar
+    Path file;                        ///< where it was found, and where its saves go
+    std::optional<FileStamp> stamp;   ///< of the file itself, whatever it holds; nothing when it is unread
+    bool sidecarIsUnusable = false;   ///< there are vectors, but they cannot be read
+    std::vector<VaultProblem> problems;
 };
 
 /// How the writing of a file ended.
@@ -77,22 +62,31 @@ public:
 
     // --- Reading
 
-    /// One file, or the first of its backups that decodes.
+    /// One file, or the first of its backups that decodes, strictly.
     std::optional<VaultRollManifest> loadManifest(const Path& file) const;
-    /// The roll files in the order of the listing; empty when there is no folder.
+    /// The files that stand for a roll, one a roll, in the order of the listing; empty when there is no
+    /// folder or it cannot be listed.
     std::vector<Path> rollFiles() const;
-    /// Every roll that decodes, from its file or a backup of it, in the order of rollFiles().
+    /// The roll of a file that is named after it, from the file itself, what can be salvaged of it, or a
+    /// backup; with its sidecar. Nothing when none of them reads.
+    std::optional<StoredRoll> loadRoll(const Path& file) const;
+    /// Every roll, in the order of rollFiles().
     std::vector<VaultRollManifest> loadAllManifests() const;
     /// The same with the sidecars, read and decoded on the workers and on the calling thread together, and
     /// taken on the calling thread one by one. Only a few rolls are ever read ahead. Blocks until all are
     /// taken.
-    void forEachRoll(OperationQueue& workers, const std::function<void(StoredRoll)>& take) const;
-    /// The first manifest of exactly that folder. Only files that name it are decoded whole.
+    /// @return everything that the user should know, the problems of the rolls taken included. One of
+    /// kind `library` means that the rolls could not be looked for: the library is not empty, but unread.
+    std::vector<VaultProblem> forEachRoll(OperationQueue& workers,
+                                          const std::function<void(StoredRoll)>& take) const;
+    /// The first roll of exactly that folder. Only files that name it are decoded whole.
+    std::optional<StoredRoll> loadRollByFolderPath(std::string_view folderPath) const;
     std::optional<VaultRollManifest> loadManifestByFolderPath(std::string_view folderPath) const;
     /// Nothing when there is no sidecar, or no usable one.
     std::optional<EmbeddingsByFilename> loadEmbeddings(RollID id) const;
-    /// preferences.md itself; its backups are not tried.
-    std::optional<VaultPreferences> loadPreferences() const;
+    /// preferences.md, what can be salvaged of it, or a backup.
+    FileReading<VaultPreferences> readPreferences() const;
+    std::optional<VaultPreferences> loadPreferences() const { return readPreferences().record; }
 
     // --- Writing
 
@@ -117,7 +111,10 @@ public:
     void removeRoll(RollID id);
 
 private:
-    std::optional<StoredRoll> loadRoll(const Path& file) const;
+    struct RollReading;
+    RollReading readRoll(const RollListing::Roll& roll) const;
+    FileResult<RollListing> listRolls() const;
+    void readSidecar(StoredRoll& roll, RollID id) const;
     void turnBackups(const Path& file, std::string_view current);
     Path freePlaceBeside(const Path& file, std::string_view word) const;
     FileResult<Path> swapAside(const Path& file, ByteView bytes, Durability durability);

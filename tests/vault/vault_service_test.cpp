@@ -304,12 +304,14 @@ TEST_F(VaultServiceTest, ASecondProgramReadsAndIsRefusedToWrite) {
     EXPECT_TRUE(makeVault()->canWrite()) << "a reader keeps no writer out";
 }
 
-TEST_F(VaultServiceTest, PreferencesRotateTheirBackupsAndAreReadFromTheFileAlone) {
+TEST_F(VaultServiceTest, PreferencesRotateTheirBackupsAndAreReadFromThem) {
     for (const char* name : {"a", "b", "c", "d"}) ASSERT_TRUE(vault->savePreferences({.artistName = name}));
     EXPECT_EQ(vault->loadPreferences()->artistName, "d");
     EXPECT_THAT(contents(backupPath(paths.preferencesFile, 3)), HasSubstr("artistName: a"));
-    machine.files.addFile(paths.preferencesFile, "---\nexportQuality: 2.0\n---\n");
-    EXPECT_FALSE(vault->loadPreferences());
+    machine.files.addFile(paths.preferencesFile, "---\nexportQuality: 2.0\nartistName: e\n---\n");
+    EXPECT_EQ(vault->loadPreferences(), VaultPreferences{.artistName = "e"});
+    machine.files.addFile(paths.preferencesFile, "---\nartistName: f\n");
+    EXPECT_EQ(vault->loadPreferences()->artistName, "c");
 }
 
 }  // namespace
