@@ -32,6 +32,15 @@ struct StoredRoll {
     std::vector<VaultProblem> problems;
 };
 
+/// A roll that was removed, where it waits to be taken back or forgotten.
+struct AsideRoll {
+    RollID id;
+    Path file;
+    std::string folderPath;  ///< empty when nothing of its file decodes
+    std::size_t photoCount = 0;
+    Instant when;  ///< the day of its removal, midnight UTC
+};
+
 /// How the writing of a file ended.
 struct Replacement {
     enum class Kind {
@@ -110,6 +119,26 @@ public:
     /// Removes the roll's file, backups, sidecar and thumbnails. Errors are swallowed.
     void removeRoll(RollID id);
 
+    // --- Removed rolls: <vault>/removed/<yyyy-mm-dd>/ holds the files under their own names
+
+    /// Moves the roll's file, then its backups and sidecar, and removes its thumbnails. The move of the file
+    /// decides: at no moment is the roll in both places or in none, and what else stays behind when the
+    /// program ends half-way does no harm.
+    /// @param file where the roll's file lies; a roll that was never saved has none, which is no error.
+    FileResult<void> putAside(RollID id, const Path& file);
+    /// Moves what was put aside last back, never over a file of that roll.
+    /// @return where the roll's file lies again.
+    FileResult<Path> takeBack(RollID id);
+    /// The latest first.
+    std::vector<AsideRoll> asideRolls() const;
+    /// Forgets what was put aside that many days ago or earlier, everything when no number is given, and
+    /// ends what a killed program left half put aside. Files that the store did not put there stay.
+    /// @return the rolls that are gone for good.
+    std::vector<RollID> emptyAside(std::optional<int> olderThanDays);
+
+    /// What replaceWithBackups(), writeEmbeddings() and keepBeside() kept beside files of the vault.
+    std::vector<Path> keptBeside() const;
+
 private:
     struct RollReading;
     RollReading readRoll(const RollListing::Roll& roll) const;
@@ -117,6 +146,10 @@ private:
     void readSidecar(StoredRoll& roll, RollID id) const;
     void turnBackups(const Path& file, std::string_view current);
     Path freePlaceBeside(const Path& file, std::string_view word) const;
+    Path freeAsideFolder(RollID id) const;
+    void moveCompanions(RollID id, const Path& file, const Path& folder, bool isBack);
+    bool hasRollFile(RollID id) const;
+    void removeIfEmpty(const Path& folder);
     FileResult<Path> swapAside(const Path& file, ByteView bytes, Durability durability);
 
     Files& files_;
