@@ -13,12 +13,15 @@ namespace {
 
 struct VerifyArguments {
     std::string mirror;
+    bool clean = false;
 };
 
 std::string_view word(FileCheck::State state) {
     switch (state) {
         case FileCheck::State::intact:
             return "intact";
+        case FileCheck::State::salvaged:
+            return "salvaged";
         case FileCheck::State::fromBackup:
             return "fromBackup";
         case FileCheck::State::unreadable:
@@ -71,6 +74,34 @@ std::string_view word(RollCheck::Mirror mirror) {
     return {};
 }
 
+std::string_view word(VaultProblem::Kind kind) {
+    switch (kind) {
+        case VaultProblem::Kind::damaged:
+            return "damaged";
+        case VaultProblem::Kind::salvaged:
+            return "salvaged";
+        case VaultProblem::Kind::fromBackup:
+            return "fromBackup";
+        case VaultProblem::Kind::unreadable:
+            return "unreadable";
+        case VaultProblem::Kind::library:
+            return "library";
+        case VaultProblem::Kind::foreign:
+            return "foreign";
+        case VaultProblem::Kind::duplicate:
+            return "duplicate";
+        case VaultProblem::Kind::backupsOnly:
+            return "backupsOnly";
+        case VaultProblem::Kind::theirs:
+            return "theirs";
+        case VaultProblem::Kind::refused:
+            return "refused";
+        case VaultProblem::Kind::unusableVectors:
+            return "unusableVectors";
+    }
+    return {};
+}
+
 Json json(const FileCheck& check) {
     Json object{{"file", check.file.string()}, {"state", word(check.state)}};
     if (check.backup != 0) object["backup"] = check.backup;
@@ -104,16 +135,34 @@ Json json(const VaultReport& report) {
     object["backupsWithoutRoll"] = json(report.backupsWithoutRoll);
     object["mirrorOnly"] = json(report.mirrorOnly);
     object["mirrorUnreadable"] = json(report.mirrorUnreadable);
+    object["problems"] = Json::array();
+    for (const VaultProblem& problem : report.problems) {
+        object["problems"].push_back(
+            {{"kind", word(problem.kind)}, {"file", problem.file.string()}, {"text", problem.text}});
+    }
+    object["keptBeside"] = json(report.keptBeside);
+    object["removed"] = Json::array();
+    for (const AsideRoll& roll : report.removed) {
+        object["removed"].push_back({{"id", roll.id.text()},
+                                     {"file", roll.file.string()},
+                                     {"folderPath", roll.folderPath},
+                                     {"photoCount", roll.photoCount},
+                                     {"when", timestampText(roll.when)}});
+    }
     return object;
 }
 
 /// A sentence for everything that is not as it should be.
-std::string text(const VaultReport& report) {
+/// @param isCleaning whether what lies about is about to be removed.
+std::string text(const VaultReport& report, bool isCleaning) {
     std::string lines;
     const auto addFile = [&lines](const FileCheck& check) {
         if (check.state == FileCheck::State::fromBackup) {
             lines += fmt::format("{}: only backup {} decodes ({})\n", check.file.string(), check.backup,
                                  check.reason);
+        }
+        if (check.state == FileCheck::State::salvaged) {
+            lines += fmt::format("{}: some of it does not decode ({})\n", check.file.string(), check.reason);
         }
         if (check.state == FileCheck::State::unreadable) {
             lines += fmt::format("{}: does not decode ({})\n", check.file.string(), check.reason);
@@ -147,8 +196,26 @@ std::string text(const VaultReport& report) {
     addPaths(report.backupsWithoutRoll, "only backups of this roll survive");
     addPaths(report.mirrorOnly, "only the mirror holds this roll");
     addPaths(report.mirrorUnreadable, "does not decode in the mirror");
+    for (const VaultProblem& problem : report.problems) lines += problem.text + "\n";
+    addPaths(report.keptBeside, isCleaning ? "removed" : "set aside; \"verify --clean\" removes it");
+    for (const AsideRoll& roll : report.removed) {
+        lines += fmt::format("{}: the roll {} was removed on {}; {}\n", roll.file.string(),
+                             Path(roll.folderPath).filename(), timestampText(roll.when).substr(0, 10),
+                             isCleaning ? "forgotten" : "opening its folder brings it back");
+    }
     return fmt::format("{}{} rolls checked: {}\n", lines, report.rolls.size(),
                        report.isClean() ? "all is well" : "see above");
+}
+
+/// Removes what the report told, and takes it out of the report.
+void clean(Session& session, VaultReport& report) {
+    std::erase_if(report.keptBeside,
+                  [&](const Path& path) { return session.system().files().removeFile(path).has_value(); });
+    session.system().vault().store().emptyAside({});
+    report.removed = session.system().vault().store().asideRolls();
+    if (report.keptBeside.empty() && report.removed.empty()) return;
+    const Path& left = report.keptBeside.empty() ? report.removed[0].file : report.keptBeside[0];
+    throw CommandFailure(fmt::format("could not remove {}", left.string()));
 }
 
 void verify(Session& session, const VerifyArguments& arguments) {
@@ -159,9 +226,9 @@ void verify(Session& session, const VerifyArguments& arguments) {
                folder && session.system().preferences().isMirrorEnabled()) {
         mirror = Path(*folder);
     }
-    const VaultReport report =
-        verifyVault(session.system().files(), session.system().vault().paths(), mirror);
-    session.answer(json(report), text(report));
+    VaultReport report = verifyVault(session.system().files(), session.system().vault().paths(), mirror);
+    session.answer(json(report), text(report, arguments.clean));
+    if (arguments.clean) clean(session, report);
     if (!report.isClean()) throw CommandFailure("the vault is not as it should be");
 }
 
@@ -169,10 +236,13 @@ void verify(Session& session, const VerifyArguments& arguments) {
 
 void addVerifyCommand(CommandTable& table) {
     table.add<VerifyArguments>(
-        "verify", "Read the whole vault and its mirror, say what is wrong, and change nothing", Access::none,
+        nullptr, "verify", "Read the whole vault and its mirror, say what is wrong, and change nothing",
+        [](const VerifyArguments& arguments) { return arguments.clean ? Access::write : Access::none; },
         [](CLI::App& command, VerifyArguments& arguments) {
             command.add_option("--mirror", arguments.mirror,
                                "A mirror's folder; left out: the one that is on");
+            command.add_flag("--clean", arguments.clean,
+                             "Afterwards remove what was set aside, and forget removed rolls for good");
         },
         verify);
 }

@@ -56,6 +56,7 @@ public:
 
     /// The vault's files as values.
     const VaultStore& store() const { return store_; }
+    VaultStore& store() { return store_; }
     const VaultPaths& paths() const { return store_.paths(); }
     VaultMirror& mirror() { return mirror_; }
 

@@ -1,5 +1,7 @@
 #include "vault/verification.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <map>
 #include <set>
@@ -8,6 +10,7 @@
 #include "library/fingerprint.h"
 #include "vault/embedding_sidecar.h"
 #include "vault/mirror.h"
+#include "vault/removed_rolls.h"
 #include "vault/vault_documents.h"
 #include "vault/yaml_limits.h"
 
@@ -27,6 +30,20 @@ Result<Record, DecodeFailure> decodedFile(std::string_view file) {
 }
 
 template <class Record>
+std::optional<Record> salvagedRecord(const Files& files, const Path& path) {
+    const auto bytes = files.read(path, static_cast<std::int64_t>(YamlLimits().bytes));
+    if (!bytes) return std::nullopt;
+    const auto salvage = [&] {
+        if constexpr (std::is_same_v<Record, VaultRollManifest>) {
+            return salvagedRollFile(asText(*bytes));
+        } else {
+            return salvagedPreferencesFile(asText(*bytes));
+        }
+    }();
+    return salvage ? std::optional(salvage->record) : std::nullopt;
+}
+
+template <class Record>
 Result<Record, std::string> readRecord(const Files& files, const Path& path) {
     const auto bytes = files.read(path, static_cast<std::int64_t>(YamlLimits().bytes));
     if (!bytes) return Unexpected(bytes.error().message);
@@ -35,7 +52,8 @@ Result<Record, std::string> readRecord(const Files& files, const Path& path) {
     return std::move(*record);
 }
 
-/// Fills the check; what it gives is the record of the file or of the backup that decodes.
+/// Fills the check; what it gives is the record of the file, what is salvaged of it, or that of the backup
+/// that decodes.
 template <class Record>
 std::optional<Record> checkFile(const Files& files, const Path& path, FileCheck& check) {
     check.file = path;
@@ -45,6 +63,10 @@ std::optional<Record> checkFile(const Files& files, const Path& path, FileCheck&
         return std::move(*record);
     }
     check.reason = record.error();
+    if (auto salvage = salvagedRecord<Record>(files, path)) {
+        check.state = FileCheck::State::salvaged;
+        return salvage;
+    }
     check.state = files.exists(path) ? FileCheck::State::unreadable : FileCheck::State::absent;
     for (int number = 1; number <= backupCount; ++number) {
         if (auto backup = readRecord<Record>(files, backupPath(path, number))) {
@@ -67,6 +89,28 @@ std::vector<Path> listed(const Files& files, const Path& folder) {
 
 bool isRollFile(const Path& path) {
     return path.extension() == "md" && path.filename().find(".bak") == std::string::npos;
+}
+
+/// One file a roll, by name; what else is there goes to the problems.
+std::vector<std::pair<RollID, Path>> listedRolls(const Files& files, const VaultPaths& paths,
+                                                 std::vector<VaultProblem>& problems) {
+    std::vector<std::pair<RollID, Path>> rolls;
+    const auto entries = files.list(paths.rolls);
+    if (!entries) {
+        if (entries.error().code == FileError::Code::notFound) return rolls;
+        problems.push_back({VaultProblem::Kind::library, paths.rolls,
+                            fmt::format("{}: the rolls cannot be read ({})", paths.rolls.string(),
+                                        entries.error().message)});
+        return rolls;
+    }
+    RollListing listing = RollListing::of(*entries);
+    for (const RollListing::Roll& roll : listing.rolls) rolls.emplace_back(roll.id, roll.files.front());
+    std::sort(rolls.begin(), rolls.end(), [](const auto& a, const auto& b) { return a.second < b.second; });
+    for (VaultProblem& problem : listing.problems) {
+        // Told by backupsWithoutRoll, which looks at names of every kind.
+        if (problem.kind != VaultProblem::Kind::backupsOnly) problems.push_back(std::move(problem));
+    }
+    return rolls;
 }
 
 void checkSidecar(const Files& files, const VaultPaths& paths, const VaultRollManifest& manifest,
@@ -175,18 +219,23 @@ bool VaultReport::isClean() const {
     return std::all_of(rolls.begin(), rolls.end(), isCleanRoll) &&
            (preferences.state == FileCheck::State::intact || preferences.state == FileCheck::State::absent) &&
            isGood(preferencesMirror) && sidecarsWithoutRoll.empty() && backupsWithoutRoll.empty() &&
-           mirrorUnreadable.empty();
+           mirrorUnreadable.empty() && problems.empty() && keptBeside.empty();
 }
 
 VaultReport verifyVault(const Files& files, const VaultPaths& paths,
                         const std::optional<Path>& mirrorFolder) {
     VaultReport report;
     const auto mirror = mirrorFolder ? std::optional(MirrorPaths::under(*mirrorFolder)) : std::nullopt;
-    for (const Path& path : listed(files, paths.rolls)) {
-        if (!isRollFile(path)) continue;
+    for (const auto& [id, path] : listedRolls(files, paths, report.problems)) {
         RollCheck& check = report.rolls.emplace_back();
         auto manifest = checkFile<VaultRollManifest>(files, path, check.file);
         if (!manifest) continue;
+        if (RollID::parse(manifest->id) != id) {
+            report.problems.push_back(
+                {VaultProblem::Kind::foreign, path,
+                 fmt::format("{}: holds another roll; it is left alone", path.string())});
+            continue;
+        }
         check.id = manifest->id;
         check.folderPath = manifest->folderPath;
         check.photoCount = manifest->photos.size();
@@ -204,6 +253,8 @@ VaultReport verifyVault(const Files& files, const VaultPaths& paths,
     }
     findStrayFiles(files, paths, report);
     if (mirror) checkMirrorOnly(files, *mirror, report);
+    report.keptBeside = keptBeside(files, paths);
+    report.removed = asideRolls(files, paths);
     return report;
 }
 

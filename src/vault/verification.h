@@ -13,6 +13,7 @@ namespace kelvaris {
 struct FileCheck {
     enum class State {
         intact,      ///< decodes
+        salvaged,    ///< some of its values do not; the others count
         fromBackup,  ///< only a backup decodes
         unreadable,  ///< neither it nor a backup decodes
         absent,
@@ -63,8 +64,12 @@ struct VaultReport {
     std::vector<Path> backupsWithoutRoll;  ///< rolls of which only backups survive, which no start finds
     std::vector<Path> mirrorOnly;          ///< rolls that only the mirror holds, by file name
     std::vector<Path> mirrorUnreadable;    ///< of those, the ones that do not decode
+    std::vector<VaultProblem> problems;    ///< files that are no roll's, or a folder that cannot be listed
+    std::vector<Path> keptBeside;          ///< damaged, refused and other programs' versions of files
+    std::vector<AsideRoll> removed;        ///< rolls that wait to be taken back or forgotten
 
-    /// Whether every file decodes and everything agrees; folders that are away are no fault.
+    /// Whether every file decodes and everything agrees, and nothing lies about that the user should look
+    /// at; folders that are away are no fault, nor are removed rolls.
     bool isClean() const;
 };
 

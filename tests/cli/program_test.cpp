@@ -261,6 +261,27 @@ TEST_F(ProgramTest, VerifyFindsWhatIsTornAndChangesNothing) {
     EXPECT_THAT(torn.output, HasSubstr("only backup 1 decodes"));
     EXPECT_EQ(fs::file_size(file), 15u);
     EXPECT_EQ(answer({"rolls"}).size(), 1u) << "the backup stands in";
+
+    // The next save sets the damaged file aside, where it lies until the user wants it gone.
+    run({"set", "2026", "notes=better"});
+    fs::path aside;
+    for (const auto& entry : fs::directory_iterator(root() / "vault" / "rolls")) {
+        if (entry.path().string().find(".md.damaged-") != std::string::npos) aside = entry.path();
+    }
+    ASSERT_FALSE(aside.empty());
+    const fs::path removed = root() / "vault" / "removed" / "2026-03-14" / file.filename();
+    fs::create_directories(removed.parent_path());
+    fs::copy_file(file, removed);
+    EXPECT_EQ(run({"verify"}).status, 1);
+    EXPECT_TRUE(fs::exists(aside) && fs::exists(removed)) << "looking changes nothing";
+    const Outcome cleaned = run({"verify", "--clean"});
+    EXPECT_EQ(cleaned.status, 0) << cleaned.errors;
+    EXPECT_THAT(cleaned.output, HasSubstr(aside.string() + ": removed"));
+    EXPECT_THAT(cleaned.output, HasSubstr("was removed on 2026-03-14; forgotten"));
+    EXPECT_FALSE(fs::exists(aside) || fs::exists(removed));
+    EXPECT_EQ(answer({"show", "2026"})["notes"], "better");
+    std::ofstream(root() / "vault" / "rolls" / "my list.md") << "text";
+    EXPECT_THAT(run({"verify"}).output, HasSubstr("my list.md: is not named after a roll"));
 }
 
 TEST_F(ProgramTest, ModelsThatDoNotFitAreToldLineByLine) {

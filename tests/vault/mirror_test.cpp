@@ -214,7 +214,7 @@ TEST_F(MirrorTest, VerificationTellsWhatDisagreesAndChangesNothing) {
     machine.files.addFile(paths.embeddingsFile(away->id()), "KVEM");
     machine.files.addFile(paths.embeddings / "STRAY.bin", "KVEM");
     machine.files.addFile(paths.rolls / "ORPHAN.md.bak1", "");
-    machine.files.addFile(paths.preferencesFile, "---\nexportQuality: 9\n---\n");
+    machine.files.addFile(paths.preferencesFile, "---\nexportQuality: 9\n");
     machine.files.addFile(copyOf(*away), "---\n");
     machine.files.addFile(mirrored.rolls / "ELSEWHERE.md", contents(copyOf(*torn)));
     clean->setNotes("changed while the disk was away");
