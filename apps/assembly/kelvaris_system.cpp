@@ -163,7 +163,8 @@ struct KelvarisSystem::Parts {
     LinuxFiles files;
     ThreadedOperationQueueFactory queues{&VipsImageCodec::endThread};
     LinuxFolderAccess folders{files};
-    LinuxFolderSearch folderSearch{main, queues, LinuxFolderSearch::localRoots(places.home), {}, true};
+    LinuxFolderSearch folderSearch{
+        main, queues, [this] { return currentSearchPlaces(places.home); }, {}, true};
     JsonDefaults defaults;
     IcuLanguage language;
     ConsoleShell shell;

@@ -169,6 +169,7 @@ private:
     std::vector<Path> foldersOf(const std::vector<Path>& paths) const;
     RollPointer restoredRoll(StoredRoll stored, RollID id, SiblingFolders& siblings);
     RollPointer restoreDisconnectedRoll(StoredRoll stored, RollID id);
+    void lookFor(const std::vector<RollPointer>& lost);
     void loadSidebarThumbnails(const FilmRoll& roll);
 
     std::optional<CloudStorageProvider> cloudProvider(const FilmRoll& roll) const;

@@ -2,14 +2,36 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <iterator>
+#include <set>
+
 #include "application/app_view_model.h"
 #include "application/fingerprint_match.h"
 #include "base/text.h"
 #include "library/fingerprint.h"
+#include "library/folder_verdict.h"
 #include "library/roll_loading.h"
 #include "vault/roll_manifest.h"
 
 namespace kelvaris {
+
+namespace {
+
+/// Whether a folder is the roll's, for any thread: in its old place by the files that it shares with the
+/// roll, elsewhere by its likeness. It must not live longer than the files service.
+/// @param owned the folders of other rolls.
+std::function<bool(const Path&)> folderTest(const FilmRoll& roll,
+                                            std::shared_ptr<const std::set<Path>> owned) {
+    return [&files = roll.services().files, old = roll.sourceFolder(), known = roll.storedFingerprint(),
+            owned = std::move(owned)](const Path& folder) {
+        if (owned->contains(folder)) return false;
+        if (folder == old) return judgeFolder(files, folder, known).isPresent();
+        return matchRatio(computeFingerprint(files, folder), known) >= matchingRatio;
+    };
+}
+
+}  // namespace
 
 RollPointer AppViewModel::restoreDisconnectedRoll(StoredRoll stored, RollID id) {
     const RollPointer roll = FilmRoll::make(Path(stored.manifest.folderPath), id, services_.library);
@@ -24,24 +46,37 @@ RollPointer AppViewModel::restoreDisconnectedRoll(StoredRoll stored, RollID id) 
 }
 
 void AppViewModel::attemptSmartRelocation() {
-    for (const RollPointer& roll : std::vector(rolls_)) {
-        if (!roll->isDisconnected()) continue;
-        ++runningFolderSearches_;
-        services_.folderSearch.search(
-            roll->sourceFolder().filename(),
-            [this, alive = lifetime_.weak(), weak = std::weak_ptr(roll)](const std::vector<Path>& found) {
-                if (alive.expired()) return;
-                --runningFolderSearches_;
-                const RollPointer roll = weak.lock();
-                if (!roll || !roll->isDisconnected()) return;
-                for (const Path& folder : found) {
-                    const auto fingerprint = computeFingerprint(services_.library.files, folder);
-                    if (matchRatio(fingerprint, roll->storedFingerprint()) < matchingRatio) continue;
-                    relocateRoll(roll, folder);
-                    return;
-                }
-            });
+    std::vector<RollPointer> lost;
+    std::copy_if(rolls_.begin(), rolls_.end(), std::back_inserter(lost), [](const RollPointer& roll) {
+        return roll->isDisconnected() && !roll->storedFingerprint().empty();
+    });
+    lookFor(lost);
+}
+
+void AppViewModel::lookFor(const std::vector<RollPointer>& lost) {
+    if (lost.empty()) return;
+    const auto owned = std::make_shared<std::set<Path>>();
+    for (const RollPointer& roll : rolls_) {
+        if (!roll->isDisconnected()) owned->insert(roll->sourceFolder());
     }
+    std::vector<SoughtFolder> sought;
+    std::vector<std::weak_ptr<FilmRoll>> seekers(lost.begin(), lost.end());
+    for (const RollPointer& roll : lost) {
+        sought.push_back({.name = roll->sourceFolder().filename(),
+                          .firstTried = {roll->sourceFolder()},
+                          .isIt = folderTest(*roll, owned)});
+    }
+    ++runningFolderSearches_;
+    services_.folderSearch.search(
+        std::move(sought), [this, alive = lifetime_.weak(),
+                            seekers = std::move(seekers)](const std::vector<std::optional<Path>>& found) {
+            if (alive.expired()) return;
+            --runningFolderSearches_;
+            for (std::size_t i = 0; i < seekers.size(); ++i) {
+                const RollPointer roll = seekers[i].lock();
+                if (roll && roll->isDisconnected() && found[i]) relocateRoll(roll, *found[i]);
+            }
+        });
 }
 
 void AppViewModel::locateRoll(const RollPointer& roll) {

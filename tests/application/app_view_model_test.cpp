@@ -290,12 +290,15 @@ TEST_F(AppViewModelTest, AMovedFolderIsFoundByItsFilesAndAnotherOfItsNameIsNot) 
     const Path stranger("/media/other/kyoto");
     world.machine.files.addFolder(moved.parent());
     world.machine.files.rename(old, moved);
+    world.machine.files.erase(world.openedRoll("osaka", 2)->sourceFolder());
     world.machine.files.addFile(stranger / "001.jpg", "something else");
     world.folderSearch.answers["kyoto"] = {stranger, moved};
     world.restart();
-    roll = app().rolls()[0];
+    ASSERT_EQ(app().rolls().size(), 2u);
+    roll = app().rolls()[app().rolls()[0]->name() == "kyoto" ? 0 : 1];
     EXPECT_FALSE(roll->isDisconnected());
     EXPECT_EQ(roll->sourceFolder(), moved);
+    EXPECT_EQ(world.folderSearch.searches, 1) << "one for all lost rolls";
     EXPECT_EQ(roll->notes(), "kept");
     EXPECT_EQ(roll->photos().size(), 10u);
 }
