@@ -7,6 +7,7 @@
 
 #include "base/text.h"
 #include "command.h"
+#include "library/roll_act.h"
 #include "library/roll_dates.h"
 #include "library/roll_editing.h"
 #include "library/roll_export.h"
@@ -103,8 +104,10 @@ void set(Session& session, const SetArguments& arguments) {
         if (!isValidUtf8(text)) throw CommandFailure("the value is not UTF-8");
         changes.push_back({setter->second, text.substr(equals + 1)});
     }
+    const RollAct act(*roll);
     for (const Change& change : changes) change.setter(session, roll, change.value);
     roll->markExportDirty();
+    act.end(&session.app().undoStack(), "Edit Roll");
     session.app().scheduleSave(roll);
     session.answer(liveJson(*roll, false), table({rollHead(), rollRow(*roll)}));
 }
@@ -136,7 +139,10 @@ void dates(Session& session, const DatesArguments& arguments) {
     std::optional<double> interval;
     if (arguments.interval >= 0) interval = arguments.interval;
     bool done = false;
-    assignDates(*roll, interval, [&done] { done = true; });
+    if (!assignDates(
+            *roll, interval, [&done] { done = true; }, &session.app().undoStack())) {
+        throw CommandFailure(roll->statusNotification()->message());
+    }
     session.waitUntil([&done] { return done; });
     session.app().scheduleSave(roll);
     session.answer(liveJson(*roll, true),
@@ -176,7 +182,7 @@ void label(Session& session, const LabelArguments& arguments) {
     }
     for (const auto& [each, present] : changes) {
         photo->setManualLabel(each, present, &session.app().undoStack(), [weak = std::weak_ptr(roll), photo] {
-            if (const auto owner = weak.lock()) selectPhoto(*owner, photo);
+            if (const auto owner = weak.lock()) showPhoto(*owner, photo);
         });
     }
     std::vector<std::string> words;
@@ -209,7 +215,7 @@ void rotate(Session& session, const RotateArguments& arguments) {
 void remove(Session& session, const PhotoArguments& arguments) {
     const RollPointer roll = session.roll(arguments.roll);
     const PhotoPointer photo = session.photo(*roll, arguments.photo);
-    removePhoto(*roll, photo);
+    removePhoto(*roll, photo, &session.app().undoStack());
     session.app().scheduleSave(roll);
     session.answer(Json{{"removed", photo->filename()}},
                    fmt::format("Took {} out of the roll. The file stays.", photo->filename()));
@@ -231,7 +237,7 @@ void reorder(Session& session, const ReorderArguments& arguments) {
     const auto before = photoOrder(*roll);
     dragPhotoOver(*roll, photo->id(), roll->photos()[static_cast<std::size_t>(arguments.position - 1)]->id(),
                   false);
-    finishDrag(*roll, before);
+    finishDrag(*roll, before, &session.app().undoStack());
     answerPhoto(session, roll, photo, fmt::format("{} is number {}", photo->filename(), arguments.position));
 }
 
@@ -261,17 +267,15 @@ void exportRoll(Session& session, const RollArguments& arguments) {
 struct NoArguments {};
 
 void undo(Session& session, const NoArguments&) {
-    if (!session.app().undoStack().canUndo()) throw CommandFailure("nothing to undo");
-    const std::string label = session.app().undoStack().undoStack().back().label;
-    session.app().undoStack().undo();
-    session.answer(Json{{"undone", label}}, "Undid " + label);
+    const auto label = session.app().undo();
+    if (!label) throw CommandFailure("nothing to undo");
+    session.answer(Json{{"undone", *label}}, "Undid " + *label);
 }
 
 void redo(Session& session, const NoArguments&) {
-    if (!session.app().undoStack().canRedo()) throw CommandFailure("nothing to redo");
-    const std::string label = session.app().undoStack().redoStack().back().label;
-    session.app().undoStack().redo();
-    session.answer(Json{{"redone", label}}, "Redid " + label);
+    const auto label = session.app().redo();
+    if (!label) throw CommandFailure("nothing to redo");
+    session.answer(Json{{"redone", *label}}, "Redid " + *label);
 }
 
 }  // namespace

@@ -88,7 +88,9 @@ void show(Session& session, const RollArguments& arguments) {
 
 void drop(Session& session, const RollArguments& arguments) {
     const RollPointer roll = session.roll(arguments.roll);
-    session.app().removeRoll(roll);
+    if (const auto removed = session.app().removeRoll(roll); !removed) {
+        throw CommandFailure(fmt::format("could not remove {}: {}", roll->name(), removed.error()));
+    }
     session.answer(Json{{"removed", roll->id().text()}},
                    fmt::format("Removed {} from the library. The scans are where they were.", roll->name()));
 }
@@ -139,7 +141,7 @@ void locate(Session& session, const LocateArguments& arguments) {
     const RollPointer roll = session.roll(arguments.roll);
     if (arguments.folder.empty()) {
         if (!roll->isDisconnected()) throw CommandFailure("the roll's folder is where it was");
-        session.app().attemptSmartRelocation();
+        session.app().searchFolder(roll);
         session.waitUntil([&] { return !session.app().isSearchingFolders(); });
         if (roll->isDisconnected()) throw CommandFailure("no folder with the roll's files was found");
     } else {

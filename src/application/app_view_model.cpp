@@ -26,11 +26,15 @@ RollPointer AppViewModel::roll(RollID id) const {
 }
 
 void AppViewModel::setRolls(std::vector<RollPointer> rolls) {
-    assign(AppField::rolls, rolls_, std::move(rolls));
+    if (assign(AppField::rolls, rolls_, std::move(rolls))) services_.vault.watch(rolls_);
 }
 
 void AppViewModel::setActiveRoll(RollPointer roll) {
-    if (assign(AppField::activeRoll, activeRoll_, std::move(roll))) observeActiveRoll();
+    assign(AppField::activeRoll, activeRoll_, std::move(roll));
+}
+
+std::optional<RollID> AppViewModel::activeRollID() const {
+    return activeRoll_ ? std::optional(activeRoll_->id()) : std::nullopt;
 }
 
 // --- Navigation ----------------------------------------------------------------------------------------
@@ -47,111 +51,75 @@ void AppViewModel::activateRollIfNeeded(const RollPointer& roll) {
     if (roll->needsFullActivation()) activateAnalysis(*roll);
 }
 
-void AppViewModel::unloadActiveRoll() {
+bool AppViewModel::showRoll(const RollPointer& shown, bool remembers) {
+    const RollPointer roll = shown;  // the caller's reference may be the list's own
+    if (roll == activeRoll_) return false;
+    if (remembers) navigationHistory_.push(activeRollID());
     if (activeRoll_) unloadThumbnails(*activeRoll_, sidebarKeepCount);
+    setActiveRoll(roll);
+    undoStack_.clear();
+    if (roll) activateRollIfNeeded(roll);
+    return true;
 }
 
 void AppViewModel::navigateToRoll(const RollPointer& roll) {
-    navigationHistory_.push(activeRoll_ ? std::optional(activeRoll_->id()) : std::nullopt);
-    unloadActiveRoll();
-    setActiveRoll(roll);
-    undoStack_.clear();  // undo never crosses a roll
-    activateRollIfNeeded(roll);
-    services_.library.play(Sound::navigate);
+    takeInHandEdits();
+    if (showRoll(roll, true)) services_.library.play(Sound::navigate);
 }
 
 void AppViewModel::navigateToNextRoll() {
     const auto current = std::find(rolls_.begin(), rolls_.end(), activeRoll_);
     if (!activeRoll_ || current == rolls_.end() || current + 1 == rolls_.end()) return;
-    navigateToRoll(RollPointer(*(current + 1)));
+    navigateToRoll(*(current + 1));
 }
 
 void AppViewModel::navigateToPreviousRoll() {
     const auto current = std::find(rolls_.begin(), rolls_.end(), activeRoll_);
     if (!activeRoll_ || current == rolls_.end() || current == rolls_.begin()) return;
-    navigateToRoll(RollPointer(*(current - 1)));
+    navigateToRoll(*(current - 1));
 }
 
-void AppViewModel::navigateBack() {
-    navigationHistory_.push(activeRoll_ ? std::optional(activeRoll_->id()) : std::nullopt);
-    unloadActiveRoll();
-    setActiveRoll(nullptr);
-    undoStack_.clear();
-}
+void AppViewModel::navigateBack() { showRoll(nullptr, true); }
 
 void AppViewModel::resolveHistoryNavigation(std::optional<RollID> id) {
-    unloadActiveRoll();
     const RollPointer target = id ? roll(*id) : nullptr;
-    setActiveRoll(target);
-    undoStack_.clear();
-    if (!target) return;
-    activateRollIfNeeded(target);
-    services_.library.play(Sound::navigate);
+    if (showRoll(target, false) && target) services_.library.play(Sound::navigate);
 }
 
 void AppViewModel::goBackInHistory() {
-    const auto entry =
-        navigationHistory_.goBack(activeRoll_ ? std::optional(activeRoll_->id()) : std::nullopt);
-    if (entry) resolveHistoryNavigation(*entry);
+    if (const auto entry = navigationHistory_.goBack(activeRollID())) resolveHistoryNavigation(*entry);
 }
 
 void AppViewModel::goForwardInHistory() {
-    const auto entry =
-        navigationHistory_.goForward(activeRoll_ ? std::optional(activeRoll_->id()) : std::nullopt);
-    if (entry) resolveHistoryNavigation(*entry);
+    if (const auto entry = navigationHistory_.goForward(activeRollID())) resolveHistoryNavigation(*entry);
 }
 
-// --- The list ------------------------------------------------------------------------------------------
+// --- Undo ----------------------------------------------------------------------------------------------
 
-void AppViewModel::removeRoll(const RollPointer& removed) {
-    const RollPointer roll = removed;  // the caller's reference may be the list's own
-    if (activeRoll_ == roll) setActiveRoll(nullptr);
-    std::vector<RollPointer> rest = rolls_;
-    std::erase(rest, roll);
-    setRolls(std::move(rest));
-    std::erase(backgroundAnalysisQueue_, roll->id());
-    if (roll->folderBookmarkData() && !roll->isDisconnected())
-        services_.folders.endAccess(roll->sourceFolder());
-    services_.vault.deleteRoll(roll->id());
-    services_.library.play(Sound::remove);
+void AppViewModel::bringIntoView(const UndoableAction& action) {
+    const RollPointer target = action.roll ? roll(*action.roll) : nullptr;
+    if (startMode_ == StartMode::commands || !target || target == activeRoll_) return;
+    // Not by showRoll(): the step that is about to be taken back must not be forgotten on the way.
+    navigationHistory_.push(activeRollID());
+    if (activeRoll_) unloadThumbnails(*activeRoll_, sidebarKeepCount);
+    setActiveRoll(target);
+    activateRollIfNeeded(target);
 }
 
-void AppViewModel::removeDisconnectedRolls() {
-    for (const RollPointer& roll : std::vector(rolls_)) {
-        if (roll->isDisconnected()) removeRoll(roll);
-    }
+std::optional<std::string> AppViewModel::undo() {
+    if (!undoStack_.canUndo()) return std::nullopt;
+    const UndoableAction action = undoStack_.undoStack().back();
+    bringIntoView(action);
+    undoStack_.undo();
+    return action.label;
 }
 
-std::optional<RenameError> AppViewModel::validateRollName(const std::string& name,
-                                                          const FilmRoll& roll) const {
-    RenameCircumstances circumstances;
-    circumstances.isDisconnected = roll.isDisconnected();
-    circumstances.anotherRollHasTheName = std::any_of(
-        rolls_.begin(), rolls_.end(),
-        [&](const RollPointer& other) { return other->id() != roll.id() && other->name() == name; });
-    const Path sibling = roll.sourceFolder().parent() / name;
-    const auto there = services_.library.files.info(sibling);
-    const auto here = services_.library.files.info(roll.sourceFolder());
-    // On a file system that folds case, another spelling of the name is the folder itself.
-    const bool isItself = there && here && there->device == here->device && there->inode == here->inode;
-    circumstances.anotherFileHasTheName = there && !isItself;
-    return rollNameError(name, circumstances);
-}
-
-std::optional<RenameError> AppViewModel::renameRoll(const RollPointer& roll, const std::string& newName) {
-    const std::string name(trimmed(newName));
-    if (auto error = validateRollName(name, *roll)) return error;
-    if (name == roll->name()) return std::nullopt;
-    const Path folder = roll->sourceFolder().parent() / name;
-    if (const auto moved = services_.library.files.move(roll->sourceFolder(), folder); !moved) {
-        return RenameError{RenameError::Kind::fileSystemError, moved.error().message};
-    }
-    roll->setSourceFolder(folder);
-    roll->setName(name);
-    for (const PhotoPointer& photo : roll->photos()) photo->setSourceURL(folder / photo->filename());
-    roll->setFolderBookmarkData(services_.folders.makeReference(folder));
-    services_.vault.save(*roll);
-    return std::nullopt;
+std::optional<std::string> AppViewModel::redo() {
+    if (!undoStack_.canRedo()) return std::nullopt;
+    const UndoableAction action = undoStack_.redoStack().back();
+    bringIntoView(action);
+    undoStack_.redo();
+    return action.label;
 }
 
 }  // namespace kelvaris

@@ -76,13 +76,15 @@ public:
     /// thumbnails, background analysis and the search for moved folders.
     void start(StartMode mode);
     StartMode startMode() const { return startMode_; }
-    /// Brings back every roll of the vault; those whose folder cannot be reached come back disconnected.
+    /// Brings back every roll of the vault; those whose folder is away come back disconnected, with all
+    /// that is known of their photos.
     void restoreRolls(StartMode mode);
     /// Lets the user pick folders and opens them.
     void openFolder();
     /// Opens every folder at or below the given ones that holds two or more pictures.
     void openFolders(const std::vector<Path>& folders);
-    /// Opens one folder as a roll; a folder that is open already is analysed again.
+    /// Opens one folder as a roll; a folder that is open already is analysed again, and the folder of a roll
+    /// that is away brings that roll back, as does that of a roll that was removed not long ago.
     /// @param batchMode leaves the open roll alone and the analysis to the background queue.
     void addRoll(const Path& folder, bool batchMode);
     /// The rolls that stand at or below the paths after opening them.
@@ -97,6 +99,7 @@ public:
     // --- Navigation --------------------------------------------------------------------------------
 
     void activateRollIfNeeded(const RollPointer& roll);
+    /// Going to the roll that is open already changes nothing.
     void navigateToRoll(const RollPointer& roll);
     void navigateToNextRoll();
     void navigateToPreviousRoll();
@@ -107,36 +110,55 @@ public:
     void goBackInHistory();
     void goForwardInHistory();
 
+    // --- Undo --------------------------------------------------------------------------------------
+
+    /// Takes back the latest step, on a screen with its roll in view. @return its name; nothing when there
+    /// is nothing to take back.
+    std::optional<std::string> undo();
+    std::optional<std::string> redo();
+
     // --- Saving ------------------------------------------------------------------------------------
 
-    /// Saves the roll when it has been left alone for a while. Nothing during a reset, nor for a roll that
-    /// is not in the list.
+    /// Saves the roll when it has been left alone for a while, although nothing in it may have changed. Every
+    /// change of a roll in the list does so by itself. Nothing during a reset or a restore.
     void scheduleSave(const RollPointer& roll);
-    /// Writes what waits, before the program ends.
-    void flushPendingSaves();
+    /// Writes what waits, before the program ends or answers.
+    /// @return whether everything is on the disk: rolls, favourites and preferences.
+    bool flushPendingSaves();
+    /// The rolls whose latest values are not on the disk, and why; watch vault().schedule().
+    std::vector<UnsavedRoll> unsavedRolls() const { return services_.vault.schedule().unsavedRolls(); }
+    /// Takes in what somebody else wrote into the files of rolls that have no unsaved edits here.
+    void takeInHandEdits();
 
     // --- The list ----------------------------------------------------------------------------------
 
     void sortRolls();
-    /// Takes the roll and all that the vault holds of it away; the scans stay.
-    void removeRoll(const RollPointer& roll);
-    void removeDisconnectedRolls();
+    /// Takes the roll out of the library and puts all that the vault holds of it aside; the scans stay. A
+    /// step that can be taken back.
+    /// @return why it was not removed.
+    Result<void, std::string> removeRoll(const RollPointer& roll);
+    /// The same for all rolls that are away, as one step.
+    Result<void, std::string> removeDisconnectedRolls();
     /// Loads the thumbnails of these photos of the roll, which are about to be shown.
     void loadThumbnails(const FilmRoll& roll, const PhotoList& photos);
     std::optional<RenameError> validateRollName(const std::string& name, const FilmRoll& roll) const;
-    /// Renames the roll and its folder on disk.
+    /// Renames the roll and its folder on disk, with the rolls whose folders lie in it. A step that can be
+    /// taken back.
     std::optional<RenameError> renameRoll(const RollPointer& roll, const std::string& name);
 
     // --- Relocation and synced folders -------------------------------------------------------------
 
     /// Looks for the folders of all disconnected rolls; a folder that holds the same files is taken.
     void attemptSmartRelocation();
+    /// Looks for the folder of this roll alone, first where it was.
+    void searchFolder(const RollPointer& roll);
     /// Whether a search for a moved folder has yet to answer.
     bool isSearchingFolders() const { return runningFolderSearches_ > 0; }
     /// Lets the user point at the roll's folder; asks when it holds other files.
     void locateRoll(const RollPointer& roll);
-    /// @return false, having changed nothing, when the folder cannot be referred to or opened.
-    bool relocateRoll(const RollPointer& roll, const Path& folder);
+    /// Moves the roll onto a folder. All that is known of its photos stays, also of those that are not there.
+    /// @return why it cannot be; then nothing has changed.
+    Result<void, std::string> relocateRoll(const RollPointer& roll, const Path& folder);
 
     // --- Background analysis -----------------------------------------------------------------------
 
@@ -162,15 +184,36 @@ public:
 private:
     void setRolls(std::vector<RollPointer> rolls);
     void setActiveRoll(RollPointer roll);
-    void unloadActiveRoll();
-    void observeActiveRoll();
-    void observeSelectedPhoto();
+    std::optional<RollID> activeRollID() const;
+    /// Every change of the open roll goes this way: the one that is left lets go of its pixels, and undo
+    /// never crosses it. Nothing when the roll is open already.
+    bool showRoll(const RollPointer& roll, bool remembers);
+    void bringIntoView(const UndoableAction& action);
+
+    struct Restoring;
 
     std::vector<Path> foldersOf(const std::vector<Path>& paths) const;
-    RollPointer restoredRoll(StoredRoll stored, RollID id, SiblingFolders& siblings);
-    RollPointer restoreDisconnectedRoll(StoredRoll stored, RollID id);
-    void lookFor(const std::vector<RollPointer>& lost);
+    Path realPath(const Path& folder) const;
+    RollPointer restoredRoll(StoredRoll stored, RollID id, Restoring& restoring);
+    /// Takes the folder for the roll's, when it is; else the roll is away.
+    bool joinFolder(const RollPointer& roll, const Path& folder);
+    RollPointer addedRoll(const Path& folder, bool analyze, std::optional<StoredRoll> stored);
+    /// The roll of that folder that was removed not long ago, taken back.
+    std::optional<StoredRoll> takenBack(const Path& folder, const std::vector<AsideRoll>& aside);
+    void addRolls(const std::vector<Path>& folders, bool batchMode);
+    /// @return whether the roll stands in the folder now.
+    bool reopenRoll(const RollPointer& roll, const Path& folder, bool batchMode);
     void loadSidebarThumbnails(const FilmRoll& roll);
+
+    Result<void, std::string> removeRolls(const std::vector<RollPointer>& rolls);
+    void takeBackRoll(const RollPointer& roll);
+    Result<void, std::string> takeOutRoll(const RollPointer& roll);
+    std::optional<RenameError> moveRollFolder(const RollPointer& roll, const std::string& name);
+    void moveRollTo(FilmRoll& roll, const Path& folder);
+    void moveOnto(const RollPointer& roll, const Path& folder);
+    void searchFolders(const std::vector<RollPointer>& rolls);
+    /// The connected roll whose folder, links resolved, is this one; null when there is none.
+    RollPointer rollAt(const Path& realFolder) const;
 
     std::optional<CloudStorageProvider> cloudProvider(const FilmRoll& roll) const;
     void warnIfCloudHosted(FilmRoll& roll);
@@ -190,8 +233,6 @@ private:
     StartMode startMode_ = StartMode::screen;
     int runningFolderSearches_ = 0;
     bool isResettingData_ = false;
-    Subscription rollObserver_;
-    Subscription photoObserver_;
     Lifetime lifetime_;
     std::unique_ptr<OperationQueue> utilityQueue_;  // last: it ends before what its operations touch
 };

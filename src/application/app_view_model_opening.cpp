@@ -1,26 +1,79 @@
 // Starting, and the roads by which folders become rolls.
 
 #include <algorithm>
+#include <map>
 #include <set>
 #include <thread>
 
 #include "application/app_view_model.h"
 #include "application/cloud_warnings.h"
+#include "application/fingerprint_match.h"
 #include "application/folder_collection.h"
+#include "base/log.h"
 #include "base/text.h"
 #include "library/analysis_pipeline.h"
+#include "library/fingerprint.h"
+#include "library/folder_verdict.h"
 #include "library/roll_analysis.h"
 #include "library/roll_loading.h"
+#include "platform/sibling_folders.h"
 #include "vault/roll_manifest.h"
 
 namespace kelvaris {
 
 namespace {
 
+void setBaseDateFromFiles(FilmRoll& roll) {
+    std::optional<Instant> earliest;
+    for (const PhotoPointer& photo : roll.photos()) {
+        const auto& created = photo->fileCreationDate();
+        if (created && (!earliest || *created < *earliest)) earliest = created;
+    }
+    if (earliest) roll.setBaseDate(*earliest);
+}
+
 /// Readers beside the main thread, which reads too.
 int readerCount() { return std::max(1, static_cast<int>(std::thread::hardware_concurrency()) - 1); }
 
 }  // namespace
+
+/// Away rolls by the files that they had, so that a folder which is opened elsewhere finds its roll.
+class AwayRolls {
+public:
+    explicit AwayRolls(const std::vector<RollPointer>& rolls) {
+        for (const RollPointer& roll : rolls) {
+            if (!roll->isDisconnected()) continue;
+            for (const FileFingerprint& file : roll->storedFingerprint()) {
+                byFile_.emplace(std::pair(file.filename, file.size), roll);
+            }
+        }
+    }
+
+    bool isEmpty() const { return byFile_.empty(); }
+    /// The roll whose files these are, for the most part; null when there is none.
+    RollPointer rollOf(const std::vector<FileFingerprint>& files) const {
+        std::set<RollPointer> candidates;
+        for (const FileFingerprint& file : files) {
+            const auto [first, last] = byFile_.equal_range(std::pair(file.filename, file.size));
+            for (auto each = first; each != last; ++each) candidates.insert(each->second);
+        }
+        for (const RollPointer& roll : candidates) {
+            const bool isIt = matchRatio(files, roll->storedFingerprint()) >= matchingRatio;
+            if (roll->isDisconnected() && isIt) return roll;
+        }
+        return nullptr;
+    }
+
+private:
+    std::multimap<std::pair<std::string, std::int64_t>, RollPointer> byFile_;
+};
+
+/// What the rolls of one restore share.
+struct AppViewModel::Restoring {
+    SiblingFolders siblings;         ///< listings of folders beside which moved ones are looked for
+    std::set<Path> owned;            ///< folders that are a roll's
+    std::vector<RollPointer> moved;  ///< rolls whose stored folder is not where they are
+};
 
 void AppViewModel::start(StartMode mode) {
     startMode_ = mode;
@@ -35,15 +88,20 @@ void AppViewModel::start(StartMode mode) {
 
 void AppViewModel::restoreRolls(StartMode mode) {
     std::vector<RollPointer> restored = rolls_;
-    SiblingFolders siblings;
+    Restoring restoring;
     const auto readers = services_.queues.makeQueue("com.kelvaris.restore", readerCount());
-    services_.vault.store().forEachRoll(*readers, [&](StoredRoll stored) {
+    const auto problems = services_.vault.store().forEachRoll(*readers, [&](StoredRoll stored) {
         if (const auto id = RollID::parse(stored.manifest.id)) {
-            restored.push_back(restoredRoll(std::move(stored), *id, siblings));
+            restored.push_back(restoredRoll(std::move(stored), *id, restoring));
         }
     });
+    services_.vault.tell(problems);
     setRolls(std::move(restored));
     sortRolls();
+    if (services_.vault.canWrite()) {
+        for (const RollPointer& roll : restoring.moved)
+            services_.vault.scheduleSave(roll);  // the vault heals
+    }
     if (mode == StartMode::commands) return;
     std::vector<RollPointer> inCloud;
     for (const RollPointer& roll : rolls_) {
@@ -55,28 +113,35 @@ void AppViewModel::restoreRolls(StartMode mode) {
     enqueueBackgroundAnalysis(rolls_);
 }
 
-RollPointer AppViewModel::restoredRoll(StoredRoll stored, RollID id, SiblingFolders& siblings) {
-    const VaultRollManifest& manifest = stored.manifest;
-    const auto bookmark = base64Decoded(manifest.folderBookmark);
-    if (!bookmark || bookmark->empty()) return restoreDisconnectedRoll(std::move(stored), id);
-    const auto resolved = services_.folders.resolve(*bookmark, siblings);
-    if (!resolved || !services_.folders.beginAccess(resolved->path))
-        return restoreDisconnectedRoll(std::move(stored), id);
-    if (!services_.library.files.exists(resolved->path)) {
-        services_.folders.endAccess(resolved->path);
-        return restoreDisconnectedRoll(std::move(stored), id);
-    }
-    const RollPointer roll = FilmRoll::make(resolved->path, id, services_.library);
-    std::optional<std::string> reference = *bookmark;
-    if (resolved->isStale) {
-        if (auto fresh = services_.folders.makeReference(resolved->path)) reference = std::move(fresh);
-    }
-    roll->setFolderBookmarkData(std::move(reference));
-    roll->setStoredFingerprint(manifest.fileFingerprint);
-    loadFolder(*roll, false);
-    const bool hasMoved = resolved->path.string() != manifest.folderPath;
+RollPointer AppViewModel::restoredRoll(StoredRoll stored, RollID id, Restoring& restoring) {
+    const Path storedPath(stored.manifest.folderPath);
+    const auto bookmark = base64Decoded(stored.manifest.folderBookmark);
+    const bool hasBaseDate = stored.manifest.baseDate.has_value();
+    const RollPointer roll = FilmRoll::make(storedPath, id, services_.library);
     services_.vault.applyManifest(std::move(stored), *roll);
-    if (resolved->isStale || hasMoved) services_.vault.save(*roll);  // the vault heals itself
+    // Kept also while the disk is away, for the day on which it is there again.
+    if (bookmark && !bookmark->empty()) roll->setFolderBookmarkData(bookmark);
+
+    const auto resolved = roll->folderBookmarkData()
+                              ? services_.folders.resolve(*roll->folderBookmarkData(), restoring.siblings)
+                              : std::nullopt;
+    // A roll that came from another machine, or out of a backup, has no reference but a path.
+    const Path folder = resolved ? resolved->path : storedPath;
+    if (!restoring.owned.insert(realPath(folder)).second) {
+        leaveFolder(*roll, "its folder belongs to another roll");
+        return roll;
+    }
+    if (!joinFolder(roll, folder)) {
+        restoring.owned.erase(realPath(folder));
+        return roll;
+    }
+    if (!hasBaseDate) setBaseDateFromFiles(*roll);
+    if (!resolved || resolved->isStale) {
+        if (auto fresh = services_.folders.makeReference(folder))
+            roll->setFolderBookmarkData(std::move(fresh));
+    }
+    if (!resolved || resolved->isStale || folder != storedPath) restoring.moved.push_back(roll);
+    showLoaded(*roll, false);
     return roll;
 }
 
@@ -104,44 +169,87 @@ void AppViewModel::openFolder() {
 void AppViewModel::openFolders(const std::vector<Path>& folders) {
     const std::vector<Path> found = imageFolders(services_.library.files, folders);
     if (found.empty()) return;
-    if (found.size() == 1) {
-        addRoll(found.front(), false);
-        return;
-    }
-    for (const Path& folder : found) addRoll(folder, true);
-    enqueueBackgroundAnalysis(rolls_);
+    addRolls(found, found.size() > 1);
+    if (found.size() > 1) enqueueBackgroundAnalysis(rolls_);
 }
 
-void AppViewModel::addRoll(const Path& folder, bool batchMode) {
-    const auto known = std::find_if(rolls_.begin(), rolls_.end(),
-                                    [&](const RollPointer& roll) { return roll->sourceFolder() == folder; });
-    if (known != rolls_.end()) {
-        const RollPointer roll = *known;
-        if (!batchMode) setActiveRoll(roll);
-        if (!roll->isAnalyzing() && !roll->isDisconnected()) smartReanalyze(*roll, nullptr);
-        return;
+void AppViewModel::addRoll(const Path& folder, bool batchMode) { addRolls({folder}, batchMode); }
+
+bool AppViewModel::reopenRoll(const RollPointer& roll, const Path& folder, bool batchMode) {
+    if (roll->isDisconnected()) {
+        // Another disk may stand in the place of the roll's own; that one is a roll of its own.
+        if (!judgeFolder(services_.library.files, folder, roll->storedFingerprint()).isPresent())
+            return false;
+        if (!relocateRoll(roll, folder)) return false;
     }
-    // A folder that was opened before keeps its id and its history.
-    const auto manifest = services_.vault.loadManifestByFolderPath(folder.string());
-    const auto storedID = manifest ? RollID::parse(manifest->id) : std::nullopt;
+    if (!batchMode) showRoll(roll, true);
+    if (!roll->isAnalyzing()) smartReanalyze(*roll, nullptr);
+    return true;
+}
+
+RollPointer AppViewModel::addedRoll(const Path& folder, bool analyze, std::optional<StoredRoll> stored) {
+    const auto storedID = stored ? RollID::parse(stored->manifest.id) : std::nullopt;
     const RollPointer roll = FilmRoll::make(folder, storedID.value_or(RollID::random()), services_.library);
+    if (stored) services_.vault.applyManifest(std::move(*stored), *roll);
+    roll->setSourceFolder(folder);
     roll->setFolderBookmarkData(services_.folders.makeReference(folder));
     if (roll->folderBookmarkData()) services_.folders.beginAccess(folder);
-    loadFolder(*roll, !batchMode);
-    if (manifest) services_.vault.applyManifest(*manifest, *roll);
+    loadFolder(*roll, analyze);
     if (!roll->workflowState()) roll->setWorkflowState(WorkflowState::opened);
     applyDefaults(*roll);
+    return roll;
+}
+
+void AppViewModel::addRolls(const std::vector<Path>& folders, bool batchMode) {
+    // What is known already is looked up here, once for all folders: a library may have thousands of rolls.
+    std::map<Path, RollPointer> known;
+    for (const RollPointer& roll : rolls_) {
+        const auto [place, isNew] = known.try_emplace(realPath(roll->sourceFolder()), roll);
+        if (!isNew && place->second->isDisconnected()) place->second = roll;
+    }
+    const AwayRolls away(rolls_);
+    const std::vector<AsideRoll> aside = services_.vault.store().asideRolls();
+    std::vector<RollPointer> added;
+    for (const Path& named : folders) {
+        const Path folder = realPath(named);
+        const auto found = known.find(folder);
+        if (found != known.end() && reopenRoll(found->second, folder, batchMode)) continue;
+        const RollPointer moved =
+            away.isEmpty() ? nullptr : away.rollOf(computeFingerprint(services_.library.files, folder));
+        if (moved && reopenRoll(moved, folder, batchMode)) continue;
+        const RollPointer roll = addedRoll(folder, !batchMode, takenBack(folder, aside));
+        known.insert_or_assign(folder, roll);
+        added.push_back(roll);
+    }
+    if (added.empty()) return;
     std::vector<RollPointer> rolls = rolls_;
-    rolls.push_back(roll);
+    rolls.insert(rolls.end(), added.begin(), added.end());
     setRolls(std::move(rolls));
     sortRolls();
-    if (batchMode) {
-        loadSidebarThumbnails(*roll);
-    } else {
-        setActiveRoll(roll);
+    for (const RollPointer& roll : added) {
+        if (batchMode) loadSidebarThumbnails(*roll);
+        warnIfCloudHosted(*roll);
+        services_.vault.save(*roll);
     }
-    warnIfCloudHosted(*roll);
-    services_.vault.save(*roll);
+    if (!batchMode) showRoll(added.back(), true);
+}
+
+std::optional<StoredRoll> AppViewModel::takenBack(const Path& folder, const std::vector<AsideRoll>& aside) {
+    const Files& files = services_.library.files;
+    for (const AsideRoll& each : aside) {
+        const Path before(each.folderPath);
+        if (each.folderPath.empty() || (before != folder && realPath(before) != folder)) continue;
+        if (roll(each.id)) continue;
+        auto stored = services_.vault.takeBackRoll(each.id);
+        if (!stored) continue;
+        // Other files may lie in the folder by now: they are no photos of that roll, and it stays away.
+        if (judgeFolder(files, folder, stored->manifest.fileFingerprint).isPresent())
+            return std::move(*stored);
+        if (const auto again = services_.vault.deleteRoll(each.id); !again) {
+            log::error("Application", "Could not put {} aside again: {}", each.file.string(), again.error());
+        }
+    }
+    return std::nullopt;
 }
 
 std::vector<RollPointer> AppViewModel::openedRolls(const std::vector<Path>& paths, bool analyze) {
@@ -155,11 +263,13 @@ std::vector<RollPointer> AppViewModel::openedRolls(const std::vector<Path>& path
         if (!isCovered && holdsPicture(services_.library.files, folder)) found.push_back(folder);
     }
     const bool isBatch = found.size() != 1 || !analyze;
-    for (const Path& folder : found) addRoll(folder, isBatch);
+    addRolls(found, isBatch);
     if (analyze && isBatch) enqueueBackgroundAnalysis(rolls_);
+    std::set<Path> wanted;
+    for (const Path& folder : found) wanted.insert(realPath(folder));
     std::vector<RollPointer> opened;
     for (const RollPointer& roll : rolls_) {
-        if (std::find(found.begin(), found.end(), roll->sourceFolder()) != found.end())
+        if (!roll->isDisconnected() && wanted.contains(realPath(roll->sourceFolder())))
             opened.push_back(roll);
     }
     return opened;

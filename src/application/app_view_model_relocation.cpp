@@ -8,11 +8,10 @@
 
 #include "application/app_view_model.h"
 #include "application/fingerprint_match.h"
-#include "base/text.h"
+#include "base/log.h"
 #include "library/fingerprint.h"
 #include "library/folder_verdict.h"
 #include "library/roll_loading.h"
-#include "vault/roll_manifest.h"
 
 namespace kelvaris {
 
@@ -33,50 +32,76 @@ std::function<bool(const Path&)> folderTest(const FilmRoll& roll,
 
 }  // namespace
 
-RollPointer AppViewModel::restoreDisconnectedRoll(StoredRoll stored, RollID id) {
-    const RollPointer roll = FilmRoll::make(Path(stored.manifest.folderPath), id, services_.library);
-    roll->setIsDisconnected(true);
-    // Kept for the day on which the disk is there again.
-    if (auto bookmark = base64Decoded(stored.manifest.folderBookmark); bookmark && !bookmark->empty()) {
-        roll->setFolderBookmarkData(std::move(bookmark));
+Path AppViewModel::realPath(const Path& folder) const {
+    return services_.library.files.canonical(folder).value_or(folder);
+}
+
+RollPointer AppViewModel::rollAt(const Path& realFolder) const {
+    for (const RollPointer& roll : rolls_) {
+        if (!roll->isDisconnected() && realPath(roll->sourceFolder()) == realFolder) return roll;
     }
-    roll->setStoredFingerprint(stored.manifest.fileFingerprint);
-    services_.vault.applyManifest(std::move(stored), *roll);
-    return roll;
+    return nullptr;
 }
 
-void AppViewModel::attemptSmartRelocation() {
-    std::vector<RollPointer> lost;
-    std::copy_if(rolls_.begin(), rolls_.end(), std::back_inserter(lost), [](const RollPointer& roll) {
-        return roll->isDisconnected() && !roll->storedFingerprint().empty();
-    });
-    lookFor(lost);
+bool AppViewModel::joinFolder(const RollPointer& roll, const Path& folder) {
+    Files& files = services_.library.files;
+    const auto listing = files.list(folder);
+    FolderVerdict verdict = judgeFolder(listing, roll->storedFingerprint());
+    if (verdict.isPresent() && !services_.folders.beginAccess(folder)) {
+        verdict.kind = FolderVerdict::Kind::unreadable;
+    }
+    if (!verdict.isPresent()) {
+        leaveFolder(*roll, std::string(verdict.awayReason()));
+        return false;
+    }
+    roll->setSourceFolder(folder);
+    roll->setName(folder.filename());
+    roll->setIsDisconnected(false);
+    roll->setAwayReason({});
+    takeListing(*roll, *listing);
+    return true;
 }
 
-void AppViewModel::lookFor(const std::vector<RollPointer>& lost) {
-    if (lost.empty()) return;
+void AppViewModel::searchFolders(const std::vector<RollPointer>& rolls) {
     const auto owned = std::make_shared<std::set<Path>>();
     for (const RollPointer& roll : rolls_) {
-        if (!roll->isDisconnected()) owned->insert(roll->sourceFolder());
+        if (!roll->isDisconnected()) owned->insert(realPath(roll->sourceFolder()));
     }
     std::vector<SoughtFolder> sought;
-    std::vector<std::weak_ptr<FilmRoll>> seekers(lost.begin(), lost.end());
-    for (const RollPointer& roll : lost) {
+    std::vector<std::weak_ptr<FilmRoll>> seekers;
+    for (const RollPointer& roll : rolls) {
+        if (!roll->isDisconnected() || roll->storedFingerprint().empty()) continue;
         sought.push_back({.name = roll->sourceFolder().filename(),
                           .firstTried = {roll->sourceFolder()},
                           .isIt = folderTest(*roll, owned)});
+        seekers.push_back(roll);
     }
+    if (sought.empty()) return;
     ++runningFolderSearches_;
-    services_.folderSearch.search(
-        std::move(sought), [this, alive = lifetime_.weak(),
-                            seekers = std::move(seekers)](const std::vector<std::optional<Path>>& found) {
-            if (alive.expired()) return;
-            --runningFolderSearches_;
-            for (std::size_t i = 0; i < seekers.size(); ++i) {
-                const RollPointer roll = seekers[i].lock();
-                if (roll && roll->isDisconnected() && found[i]) relocateRoll(roll, *found[i]);
+    services_.folderSearch.search(std::move(sought), [this, alive = lifetime_.weak(), seekers](
+                                                         const std::vector<std::optional<Path>>& found) {
+        if (alive.expired()) return;
+        --runningFolderSearches_;
+        for (std::size_t i = 0; i < seekers.size() && i < found.size(); ++i) {
+            const RollPointer roll = seekers[i].lock();
+            if (!found[i] || !roll || !roll->isDisconnected()) continue;
+            if (const auto moved = relocateRoll(roll, *found[i]); !moved) {
+                log::info("Application", "{} was not moved onto {}: {}", roll->name(), found[i]->string(),
+                          moved.error());
             }
-        });
+        }
+    });
+}
+
+void AppViewModel::attemptSmartRelocation() { searchFolders(rolls_); }
+
+void AppViewModel::searchFolder(const RollPointer& roll) { searchFolders({roll}); }
+
+void AppViewModel::moveOnto(const RollPointer& roll, const Path& folder) {
+    if (const auto moved = relocateRoll(roll, folder); !moved) {
+        roll->setStatusNotification(
+            StatusNotification::error(fmt::format("Could not use {}: {}", folder.string(), moved.error())));
+    }
 }
 
 void AppViewModel::locateRoll(const RollPointer& roll) {
@@ -90,7 +115,7 @@ void AppViewModel::locateRoll(const RollPointer& roll) {
             const double ratio =
                 matchRatio(computeFingerprint(services_.library.files, folder), roll->storedFingerprint());
             if (ratio >= matchingRatio || roll->storedFingerprint().empty()) {
-                relocateRoll(roll, folder);
+                moveOnto(roll, folder);
                 return;
             }
             AlertRequest alert;
@@ -98,24 +123,31 @@ void AppViewModel::locateRoll(const RollPointer& roll) {
             alert.text = fmt::format("Only {:.0f}% of files match. Reconnect anyway?", ratio * 100);
             alert.buttons = {"Reconnect", "Cancel"};
             services_.library.shell.ask(alert, [this, alive, roll, folder](std::size_t button) {
-                if (!alive.expired() && button == 0) relocateRoll(roll, folder);
+                if (!alive.expired() && button == 0) moveOnto(roll, folder);
             });
         });
 }
 
-bool AppViewModel::relocateRoll(const RollPointer& roll, const Path& folder) {
+Result<void, std::string> AppViewModel::relocateRoll(const RollPointer& roll, const Path& folder) {
+    if (const RollPointer owner = rollAt(realPath(folder)); owner && owner != roll) {
+        return Unexpected(fmt::format("the folder belongs to the roll {}", owner->name()));
+    }
     auto reference = services_.folders.makeReference(folder);
-    if (!reference || !services_.folders.beginAccess(folder)) return false;
+    const auto listing = services_.library.files.list(folder);
+    if (!reference || !listing || !services_.folders.beginAccess(folder)) {
+        return Unexpected(std::string("the folder cannot be read"));
+    }
+    const bool wasConnected = !roll->isDisconnected();
+    if (wasConnected && roll->folderBookmarkData()) services_.folders.endAccess(roll->sourceFolder());
     roll->setSourceFolder(folder);
     roll->setName(folder.filename());
     roll->setFolderBookmarkData(std::move(reference));
     roll->setIsDisconnected(false);
-    loadFolder(*roll, true);
-    if (const auto manifest = services_.vault.loadManifest(services_.vault.paths().rollFile(roll->id()))) {
-        services_.vault.applyManifest(*manifest, *roll);
-    }
+    roll->setAwayReason({});
+    takeListing(*roll, *listing);
+    showLoaded(*roll, true);
     services_.vault.save(*roll);
-    return true;
+    return {};
 }
 
 }  // namespace kelvaris

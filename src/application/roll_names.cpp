@@ -34,7 +34,8 @@ std::string RenameError::text() const {
 std::optional<RenameError> rollNameError(std::string_view name, const RenameCircumstances& circumstances) {
     using Kind = RenameError::Kind;
     if (name.empty()) return RenameError{Kind::emptyName, {}};
-    if (name.find_first_of(forbiddenCharacters) != std::string_view::npos || name.front() == '.') {
+    if (name.find_first_of(forbiddenCharacters) != std::string_view::npos || name.front() == '.' ||
+        !isValidUtf8(name)) {
         return RenameError{Kind::invalidCharacters, {}};
     }
     if (codePointCount(name) > longestName) return RenameError{Kind::nameTooLong, {}};

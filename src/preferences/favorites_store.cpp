@@ -4,11 +4,17 @@
 
 namespace kelvaris {
 
-FavoritesStore::FavoritesStore(PreferencesStore& store, MainQueue& queue) : queue_(queue) {
-    if (const auto record = store.load()) {
-        favoriteCameraSlugs_ = record->favoriteCameraSlugs.value_or(std::vector<std::string>());
-        favoriteFilmSlugs_ = record->favoriteFilmSlugs.value_or(std::vector<std::string>());
-    }
+FavoritesStore::FavoritesStore(PreferencesStore& store, MainQueue& queue) : store_(store), queue_(queue) {
+    reload();
+}
+
+void FavoritesStore::reload() {
+    cancelPendingSave();
+    const VaultPreferences record = store_.load().value_or(VaultPreferences());
+    assign(FavoritesField::favoriteCameraSlugs, favoriteCameraSlugs_,
+           record.favoriteCameraSlugs.value_or(std::vector<std::string>()));
+    assign(FavoritesField::favoriteFilmSlugs, favoriteFilmSlugs_,
+           record.favoriteFilmSlugs.value_or(std::vector<std::string>()));
 }
 
 void FavoritesStore::toggleFavoriteCamera(const std::string& slug) {

@@ -19,8 +19,11 @@ class FavoritesStore : public Observable<FavoritesField> {
 public:
     static constexpr std::chrono::milliseconds saveDelay{500};
 
-    /// Reads both lists from the store, which is not used afterwards. The queue must outlive the object.
+    /// Reads both lists from the store. Store and queue must outlive the object.
     FavoritesStore(PreferencesStore& store, MainQueue& queue);
+
+    /// Takes the lists over from the store again, as after a restore; a save that waits is forgotten.
+    void reload();
 
     const std::vector<std::string>& favoriteCameraSlugs() const { return favoriteCameraSlugs_; }
     const std::vector<std::string>& favoriteFilmSlugs() const { return favoriteFilmSlugs_; }
@@ -44,6 +47,7 @@ private:
         if (onSave) onSave();
     }
 
+    PreferencesStore& store_;
     MainQueue& queue_;
     std::vector<std::string> favoriteCameraSlugs_;
     std::vector<std::string> favoriteFilmSlugs_;

@@ -246,10 +246,23 @@ void UserPreferences::loadMirror(const VaultPreferences& record) {
 
 void UserPreferences::scheduleVaultSync() {
     if (isLoadingFromVault_) return;  // what was just read must not be written back
+    isUnsaved_ = true;
+    syncAfter(syncDelay);
+}
+
+void UserPreferences::syncAfter(std::chrono::nanoseconds delay) {
     syncTask_.cancel();
-    syncTask_ = queue_.postAfter(syncDelay, [this, alive = lifetime_.weak()] {
-        if (alive.lock()) syncToVault();
+    syncTask_ = queue_.postAfter(delay, [this, alive = lifetime_.weak()] {
+        if (alive.lock() && !saveUnsaved()) syncAfter(retries_.next());
     });
+}
+
+bool UserPreferences::saveUnsaved() {
+    if (!isUnsaved_) return true;
+    if (!syncToVault()) return false;
+    isUnsaved_ = false;
+    retries_.reset();
+    return true;
 }
 
 bool UserPreferences::syncToVault() {
@@ -282,10 +295,14 @@ bool UserPreferences::syncToVault() {
     return store_.save(record);
 }
 
-void UserPreferences::flushVaultSync() {
-    if (!syncTask_.isPending()) return;
+bool UserPreferences::flushVaultSync() {
     syncTask_.cancel();
-    syncToVault();
+    return saveUnsaved();
+}
+
+void UserPreferences::cancelVaultSync() {
+    syncTask_.cancel();
+    isUnsaved_ = false;
 }
 
 std::vector<std::pair<std::string, std::string>> UserPreferences::texts() const {

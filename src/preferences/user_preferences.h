@@ -10,6 +10,7 @@
 #include "base/lifetime.h"
 #include "base/main_queue.h"
 #include "base/observable.h"
+#include "base/retry_delays.h"
 #include "platform/defaults.h"
 #include "preferences/appearance.h"
 #include "preferences/favorite_gear.h"
@@ -121,15 +122,18 @@ public:
     /// Takes over what the file holds, value by value; a value that is absent there leaves the live one
     /// alone. A file that is not there, or not valid, changes nothing.
     void loadFromVault();
-    /// Writes the file a second after the last call. Nothing while the file is being loaded.
+    /// Writes the file a second after the last call, and tries again later when it could not be written.
+    /// Nothing while the file is being loaded.
     void scheduleVaultSync();
     /// Writes the file now. What it holds beyond these values stays.
     /// @return false when it could not be written (the reason is in the log).
     bool syncToVault();
-    /// Writes the file now when a sync waits.
-    void flushVaultSync();
-    /// Forgets a sync that waits.
-    void cancelVaultSync() { syncTask_.cancel(); }
+    /// Writes the file now when a change has not reached it. @return whether none is left.
+    bool flushVaultSync();
+    /// Forgets changes that have not reached the file.
+    void cancelVaultSync();
+    /// Whether a change has not reached the file.
+    bool isUnsaved() const { return isUnsaved_; }
 
     /// Gives the marked catalog entries to the sync; nothing leaves the file's lists as they are.
     std::function<std::optional<FavoriteSlugs>()> slugProvider;
@@ -147,6 +151,8 @@ private:
     void loadAccentColor(const VaultPreferences& record);
     void loadMirror(const VaultPreferences& record);
     void changed(PreferenceField field);
+    void syncAfter(std::chrono::nanoseconds delay);
+    bool saveUnsaved();
     void refreshMirrorState();
 
     Defaults& defaults_;
@@ -159,6 +165,8 @@ private:
     FavoriteGearList<FavoriteFilmStock> filmStocks_;
     FaceGroupingEdits faceGroupingEdits_;
     bool isLoadingFromVault_ = false;
+    bool isUnsaved_ = false;
+    RetryDelays retries_;
     TimerHandle syncTask_;
     Lifetime lifetime_;
 };

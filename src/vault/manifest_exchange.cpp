@@ -280,6 +280,15 @@ bool applyManifest(const VaultRollManifest& manifest, EmbeddingsByFilename embed
     return true;
 }
 
+void takeInManifest(const VaultRollManifest& manifest, FilmRoll& roll) {
+    EmbeddingsByFilename vectors = buildEmbeddings(roll);
+    roll.setCameraMake({});
+    roll.setCameraModel({});
+    roll.setFilmName({});
+    roll.setNotes({});
+    applyManifest(manifest, std::move(vectors), roll);
+}
+
 std::optional<std::vector<FaceRegion>> restoreFaceRegions(
     const std::optional<std::vector<FaceRegionEntry>>& entries, std::vector<std::vector<float>> vectors) {
     if (!entries) return std::nullopt;

@@ -2,10 +2,13 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "base/log.h"
+#include "base/text.h"
 #include "library/fingerprint.h"
+#include "library/folder_verdict.h"
 #include "vault/manifest_exchange.h"
 #include "vault/vault_documents.h"
 
@@ -15,10 +18,10 @@ VaultService::VaultService(VaultPaths paths, const VaultMachine& machine, Access
     : files_(machine.files),
       language_(machine.language),
       clock_(machine.clock),
-      main_(machine.main),
       store_(machine.files, machine.clock, std::move(paths)),
       mirror_(store_, machine.files, machine.folders, machine.language, machine.clock, machine.queues,
-              machine.mirrorState) {
+              machine.mirrorState),
+      schedule_(machine.main, machine.clock, [this](FilmRoll& roll) { return write(roll); }) {
     if (access == Access::readOnly) {
         writeRefusal_ = "The library was opened for reading only";
         return;
@@ -38,90 +41,189 @@ VaultService::VaultService(VaultPaths paths, const VaultMachine& machine, Access
 
 VaultService::~VaultService() = default;
 
-bool VaultService::refusesWriting() const {
-    if (canWrite()) return false;
-    log::error("Vault", "Not saved: {}", writeRefusal_);
-    return true;
-}
-
-VaultRollManifest VaultService::currentManifest(FilmRoll& roll) const {
-    std::vector<FileFingerprint> fingerprint = roll.storedFingerprint();
-    if (!roll.isDisconnected()) {
-        if (const auto listing = files_.list(roll.sourceFolder())) fingerprint = fingerprintOf(*listing);
+void VaultService::tell(std::span<const VaultProblem> problems) {
+    for (const VaultProblem& problem : problems) {
+        if (std::find(problems_.begin(), problems_.end(), problem) != problems_.end()) continue;
+        problems_.push_back(problem);
+        log::error("Vault", "{}", problem.text);
     }
-    return buildManifest(roll, std::move(fingerprint));
 }
 
-bool VaultService::save(FilmRoll& roll) {
-    if (refusesWriting()) return false;
-    VaultRollManifest manifest = currentManifest(roll);
+std::optional<std::string> VaultService::writingRefused() const {
+    if (!canWrite()) return writeRefusal_;
+    if (isHeld_) return "The library is being restored or reset";
+    return std::nullopt;
+}
+
+void VaultService::setHeld(bool held) {
+    isHeld_ = held;
+    schedule_.setHeld(held);
+}
+
+// --- Saving --------------------------------------------------------------------------------------------
+
+RollDocument& VaultService::documentOf(RollID id) {
+    const auto [place, isNew] = documents_.try_emplace(id);
+    RollDocument& document = place->second;
+    if (!isNew) return document;
+    // A roll that nobody read from here may have a file all the same; what it holds must not be lost.
+    document.file = paths().rollFile(id);
+    if (auto stored = store_.loadRoll(document.file)) document.take(*stored);
+    return document;
+}
+
+VaultRollManifest VaultService::currentManifest(const FilmRoll& roll, const RollDocument& document) const {
+    std::vector<FileFingerprint> fingerprint = roll.storedFingerprint();
+    VaultRollManifest manifest = merged(document, buildManifest(roll, {}));
+    if (!roll.isDisconnected()) {
+        const auto listing = files_.list(roll.sourceFolder());
+        // Another disk in the folder's place must not be taken for the roll's from now on.
+        if (listing && judgeFolder(listing, fingerprint).isPresent()) {
+            fingerprint = mergedFingerprint(fingerprintOf(*listing), fingerprint, manifest.photos);
+        }
+    }
+    manifest.fileFingerprint = std::move(fingerprint);
+    return manifest;
+}
+
+Result<void, std::string> VaultService::write(FilmRoll& roll) {
+    if (auto refusal = writingRefused()) {
+        log::error("Vault", "Not saved: {}", *refusal);
+        return Unexpected(std::move(*refusal));
+    }
+    RollDocument& document = documentOf(roll.id());
+    VaultRollManifest manifest = currentManifest(roll, document);
     if (!manifest.isValid()) {
         log::error("Vault", "Refusing to save invalid roll metadata");
-        return false;
+        return Unexpected(std::string("a value of the roll is out of its range"));
     }
     const auto file = encodedRollFile(manifest, language_);
     if (!file) {
         log::error("Vault", "Failed to encode roll {}: {}", manifest.id, file.error());
-        return false;
+        return Unexpected(file.error());
     }
+    if (const auto lost = lostNames(document, manifest); !lost.empty()) {
+        return refuseLoss(document, lost, *file);
+    }
+    const Replacement replaced = store_.replaceWithBackups(document.file, *file, document.stamp);
+    tell(replaced.problems);
+    if (replaced.kind == Replacement::Kind::failed) return Unexpected(replaced.error);
+    document.stamp = replaced.stamp;
+    document.remember(manifest);
+    noteWritten(document);
     roll.setStoredFingerprint(manifest.fileFingerprint);
-    const bool isWritten = store_.replaceWithBackups(paths().rollFile(roll.id()), *file, {}).isSaved();
-    store_.writeEmbeddings(roll.id(), buildEmbeddings(roll));
+    const Replacement vectors =
+        store_.writeEmbeddings(roll.id(), buildEmbeddings(roll), !document.sidecarIsUnusable);
+    tell(vectors.problems);
+    if (vectors.kind == Replacement::Kind::written) document.sidecarIsUnusable = false;
     mirror_.follow(std::move(manifest));
-    return isWritten;
+    return {};
 }
 
-void VaultService::scheduleSave(const RollPointer& roll) {
-    const std::uint64_t ticket = nextTicket_++;
-    PendingSave& pending = pending_[roll->id()];
-    pending.timer.cancel();
-    pending = {.roll = roll,
-               .timer = main_.postAfter(saveDelay,
-                                        [this, alive = lifetime_.weak(), roll, ticket] {
-                                            if (alive.lock()) saveScheduled(roll, ticket);
-                                        }),
-               .ticket = ticket};
+Result<void, std::string> VaultService::refuseLoss(const RollDocument& document,
+                                                   const std::vector<std::string>& lost,
+                                                   std::string_view bytes) {
+    const std::string reason =
+        fmt::format("the save would lose {}; this is a fault of the program", joined(lost, ", "));
+    const auto kept = store_.keepBeside(document.file, "refused", bytes);
+    const VaultProblem problem{
+        VaultProblem::Kind::refused, document.file,
+        fmt::format("{} was not saved: {}{}", document.file.filename(), reason,
+                    kept ? ". What would have been written is in " + kept->string() : std::string())};
+    tell({&problem, 1});
+    return Unexpected(reason);
 }
 
-void VaultService::saveScheduled(const RollPointer& roll, std::uint64_t ticket) {
-    save(*roll);
-    // An edit that the save itself set off waits for a save of its own.
-    const auto found = pending_.find(roll->id());
-    if (found != pending_.end() && found->second.ticket == ticket) pending_.erase(found);
+void VaultService::noteWritten(RollDocument& document) {
+    if (const auto info = files_.info(document.file)) document.modified = info->modified;
 }
 
-void VaultService::cancelPendingSaves() {
-    for (auto& [id, pending] : pending_) pending.timer.cancel();
-    pending_.clear();
-}
+// --- Loading -------------------------------------------------------------------------------------------
 
-std::vector<RollPointer> VaultService::pendingSaves() const {
-    std::vector<RollPointer> rolls;
-    for (const auto& [id, pending] : pending_) rolls.push_back(pending.roll);
-    return rolls;
-}
-
-void VaultService::applyManifest(const VaultRollManifest& manifest, FilmRoll& roll) const {
+void VaultService::applyManifest(const VaultRollManifest& manifest, FilmRoll& roll) {
     const auto id = RollID::parse(manifest.id);
     auto embeddings = id ? store_.loadEmbeddings(*id) : std::nullopt;
     kelvaris::applyManifest(manifest, std::move(embeddings).value_or(EmbeddingsByFilename()), roll);
+    documentOf(roll.id());
 }
 
-void VaultService::applyManifest(StoredRoll stored, FilmRoll& roll) const {
+void VaultService::applyManifest(StoredRoll stored, FilmRoll& roll) {
+    RollDocument document;
+    document.take(stored);
+    documents_.insert_or_assign(roll.id(), std::move(document));
+    tell(stored.problems);
     kelvaris::applyManifest(stored.manifest, std::move(stored.embeddings), roll);
 }
 
-void VaultService::deleteRoll(RollID id) {
-    if (refusesWriting()) return;
-    if (const auto found = pending_.find(id); found != pending_.end()) {
-        found->second.timer.cancel();
-        pending_.erase(found);
+std::vector<RollID> VaultService::changedOutside() const {
+    std::map<std::string, const FolderEntry*> files;
+    const auto listing = files_.list(paths().rolls);
+    if (!listing) return {};
+    for (const FolderEntry& entry : *listing) files.emplace(entry.path.filename(), &entry);
+    std::vector<RollID> changed;
+    for (const auto& [id, document] : documents_) {
+        const auto found = files.find(document.file.filename());
+        if (found == files.end() || !found->second->info || !document.stamp) continue;
+        const FileInfo& info = *found->second->info;
+        const bool isSame = static_cast<std::uint64_t>(info.size) == document.stamp->size &&
+                            info.modified == document.modified;
+        if (!isSame) changed.push_back(id);
     }
-    store_.removeRoll(id);
+    return changed;
 }
 
+bool VaultService::takeInHandEdit(FilmRoll& roll) {
+    if (schedule_.isUnsaved(roll)) return false;
+    RollDocument& document = documentOf(roll.id());
+    const auto bytes = files_.read(document.file);
+    if (!bytes) return false;
+    const FileStamp stamp = FileStamp::of(asText(*bytes));
+    if (stamp == document.stamp) {
+        noteWritten(document);
+        return false;
+    }
+    const auto manifest = decodedRollFile(asText(*bytes));
+    if (!manifest || RollID::parse(manifest->id) != roll.id()) return false;
+    log::info("Vault", "{} was edited by somebody else, and is read again", document.file.filename());
+    takeInManifest(*manifest, roll);
+    document.stamp = stamp;
+    document.remember(*manifest);
+    noteWritten(document);
+    schedule_.noteSaved(roll);
+    return true;
+}
+
+// --- Removed rolls -------------------------------------------------------------------------------------
+
+Result<void, std::string> VaultService::deleteRoll(RollID id) {
+    if (auto refusal = writingRefused()) return Unexpected(*refusal);
+    if (auto aside = store_.putAside(id, documentOf(id).file); !aside)
+        return Unexpected(aside.error().message);
+    documents_.erase(id);
+    return {};
+}
+
+Result<StoredRoll, std::string> VaultService::takeBackRoll(RollID id) {
+    if (auto refusal = writingRefused()) return Unexpected(*refusal);
+    const auto file = store_.takeBack(id);
+    if (!file) return Unexpected(file.error().message);
+    auto stored = store_.loadRoll(*file);
+    if (!stored) return Unexpected(std::string("its file cannot be read"));
+    RollDocument document;
+    document.take(*stored);
+    documents_.insert_or_assign(id, std::move(document));
+    return std::move(*stored);
+}
+
+// --- Preferences ---------------------------------------------------------------------------------------
+
+std::optional<VaultPreferences> VaultService::loadPreferences() { return store_.loadPreferences(); }
+
 bool VaultService::savePreferences(const VaultPreferences& preferences) {
-    if (refusesWriting()) return false;
+    if (const auto refusal = writingRefused()) {
+        log::error("Vault", "Not saved: {}", *refusal);
+        return false;
+    }
     if (!preferences.isValid()) {
         log::error("Vault", "Refusing to save invalid preferences");
         return false;
@@ -131,9 +233,15 @@ bool VaultService::savePreferences(const VaultPreferences& preferences) {
         log::error("Vault", "Failed to encode preferences: {}", file.error());
         return false;
     }
-    const bool isWritten = store_.replaceWithBackups(paths().preferencesFile, *file, {}).isSaved();
+    const Replacement replaced = store_.replaceWithBackups(paths().preferencesFile, *file, preferencesStamp_);
+    tell(replaced.problems);
+    if (replaced.kind == Replacement::Kind::failed) {
+        log::error("Vault", "Could not save the preferences: {}", replaced.error);
+        return false;
+    }
+    preferencesStamp_ = replaced.stamp;
     mirror_.follow(preferences);
-    return isWritten;
+    return true;
 }
 
 }  // namespace kelvaris

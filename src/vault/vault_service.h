@@ -4,12 +4,14 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "base/lifetime.h"
 #include "base/main_queue.h"
+#include "base/observable.h"
+#include "base/result.h"
 #include "library/film_roll.h"
 #include "platform/clock.h"
 #include "platform/files.h"
@@ -18,6 +20,8 @@
 #include "preferences/mirror_state.h"
 #include "preferences/preferences_store.h"
 #include "vault/mirror.h"
+#include "vault/roll_document.h"
+#include "vault/save_schedule.h"
 #include "vault/vault_store.h"
 
 namespace kelvaris {
@@ -38,13 +42,14 @@ struct VaultMachine {
 ///
 /// One program at a time may write: the first one holds a lock on the root. Another one reads, and every
 /// save of it is refused and logged.
+///
+/// What is stored is never made less by what happens to be loaded: a save puts the live roll together with
+/// the last known stored form (RollDocument), and is refused when an entry would be lost all the same.
 class VaultService final : public PreferencesStore {
 public:
     /// Whether the program means to write. A reader takes no lock, so it never keeps a writer out, and
     /// makes no folder. One that writes only if nobody else does takes no offence at a refusal.
     enum class Access { readWrite, readWriteIfFree, readOnly };
-
-    static constexpr std::chrono::milliseconds saveDelay{1500};
 
     /// Makes the vault's folders and writes SCHEMA.md, when it may write.
     VaultService(VaultPaths paths, const VaultMachine& machine, Access access = Access::readWrite);
@@ -55,24 +60,35 @@ public:
     const std::string& writeRefusal() const { return writeRefusal_; }
 
     /// The vault's files as values.
-    const VaultStore& store() const { return store_; }
     VaultStore& store() { return store_; }
+    const VaultStore& store() const { return store_; }
     const VaultPaths& paths() const { return store_.paths(); }
     VaultMirror& mirror() { return mirror_; }
+    /// What was found wrong with the files since the start, for the user.
+    const std::vector<VaultProblem>& problems() const { return problems_; }
+    /// Keeps the problems, and logs those that are new.
+    void tell(std::span<const VaultProblem> problems);
 
     // --- Rolls
 
-    /// Writes the roll's file, shifting its backups, then its sidecar, then hands a copy to the mirror.
-    /// Invalid values are refused and leave file and backups as they are. The fingerprint of the folder is
-    /// taken anew, unless it cannot be listed: then the stored one is kept.
-    /// @return whether the roll's file was written; the reason is in the log.
-    bool save(FilmRoll& roll);
-    /// Saves the roll once saveDelay has passed without another call for it.
-    void scheduleSave(const RollPointer& roll);
+    /// The rolls of the library: from now on every change of them is saved.
+    void watch(const std::vector<RollPointer>& rolls) { schedule_.watch(rolls); }
+    /// When each roll is written, and what is not.
+    SaveSchedule& schedule() { return schedule_; }
+    const SaveSchedule& schedule() const { return schedule_; }
+
+    /// Writes the roll's file, shifting its backups, then its sidecar, then hands a copy to the mirror; what
+    /// the disk holds already is not written again. Invalid values are refused and leave file and backups
+    /// as they are, as is a roll that would lose an entry. The fingerprint is that of the folder, as far as
+    /// the folder is the roll's own; else the stored one is kept.
+    /// @return whether the disk holds the roll now; the reason is in the log and with unsavedRolls().
+    bool save(FilmRoll& roll) { return schedule_.saveNow(roll).has_value(); }
+    /// Saves the roll once it was left alone for a while. Nothing for a roll that is not watched.
+    void scheduleSave(const RollPointer& roll) { schedule_.schedule(roll); }
     /// Calls all waiting saves off, without saving.
-    void cancelPendingSaves();
-    /// The rolls whose saves wait.
-    std::vector<RollPointer> pendingSaves() const;
+    void cancelPendingSaves() { schedule_.forget(); }
+    /// While held, as during a restore or a reset, nothing is written.
+    void setHeld(bool held);
 
     std::vector<VaultRollManifest> loadAllManifests() const { return store_.loadAllManifests(); }
     std::optional<VaultRollManifest> loadManifest(const Path& file) const {
@@ -81,18 +97,28 @@ public:
     std::optional<VaultRollManifest> loadManifestByFolderPath(std::string_view folderPath) const {
         return store_.loadManifestByFolderPath(folderPath);
     }
-    /// Puts the stored form onto a roll whose folder was just loaded, with the vectors of its sidecar. What
-    /// it does to the roll: see manifest_exchange.h.
-    void applyManifest(const VaultRollManifest& manifest, FilmRoll& roll) const;
+    /// Puts the stored form onto a roll, with the vectors of its sidecar, and remembers it as the roll's
+    /// document. What it does to the roll: see manifest_exchange.h.
+    void applyManifest(const VaultRollManifest& manifest, FilmRoll& roll);
     /// The same for a roll that was read ahead.
-    void applyManifest(StoredRoll stored, FilmRoll& roll) const;
+    void applyManifest(StoredRoll stored, FilmRoll& roll);
 
-    /// Forgets the roll: its file, backups, sidecar, thumbnails and waiting save. The mirror keeps its copy.
-    void deleteRoll(RollID id);
+    /// Rolls whose file somebody else changed since it was last read or written here. One listing.
+    std::vector<RollID> changedOutside() const;
+    /// Takes in what somebody else wrote into the roll's file, unless the roll has unsaved edits: then the
+    /// next save keeps theirs beside the file. @return whether the roll took it in.
+    bool takeInHandEdit(FilmRoll& roll);
+
+    /// Puts the roll's file, backups and sidecar aside, for the day on which the roll is wanted again. The
+    /// mirror keeps its copy. @return why it could not be done; then the roll is still in the vault.
+    Result<void, std::string> deleteRoll(RollID id);
+    /// Takes the files of a roll back that were put aside, and remembers them as the roll's document.
+    Result<StoredRoll, std::string> takeBackRoll(RollID id);
 
     // --- Preferences
 
-    std::optional<VaultPreferences> loadPreferences() const { return store_.loadPreferences(); }
+    /// What the file gives, or what can be salvaged of it, or a backup; told when it is not the file.
+    std::optional<VaultPreferences> loadPreferences();
     /// @return false when the record is not valid or could not be written.
     bool savePreferences(const VaultPreferences& preferences);
 
@@ -100,27 +126,26 @@ public:
     bool save(const VaultPreferences& record) override { return savePreferences(record); }
 
 private:
-    struct PendingSave {
-        RollPointer roll;
-        TimerHandle timer;
-        std::uint64_t ticket = 0;
-    };
-
-    bool refusesWriting() const;
-    void saveScheduled(const RollPointer& roll, std::uint64_t ticket);
-    VaultRollManifest currentManifest(FilmRoll& roll) const;
+    Result<void, std::string> write(FilmRoll& roll);
+    std::optional<std::string> writingRefused() const;
+    RollDocument& documentOf(RollID id);
+    VaultRollManifest currentManifest(const FilmRoll& roll, const RollDocument& document) const;
+    Result<void, std::string> refuseLoss(const RollDocument& document, const std::vector<std::string>& lost,
+                                         std::string_view bytes);
+    void noteWritten(RollDocument& document);
 
     Files& files_;
     const Language& language_;
     const Clock& clock_;
-    MainQueue& main_;
     VaultStore store_;
     std::unique_ptr<FileLock> lock_;
     std::string writeRefusal_;
-    std::map<RollID, PendingSave> pending_;
-    std::uint64_t nextTicket_ = 1;
+    bool isHeld_ = false;
+    std::map<RollID, RollDocument> documents_;
+    std::optional<FileStamp> preferencesStamp_;
+    std::vector<VaultProblem> problems_;
     VaultMirror mirror_;
-    Lifetime lifetime_;
+    SaveSchedule schedule_;
 };
 
 }  // namespace kelvaris

@@ -109,7 +109,7 @@ TEST_F(MirrorTest, MirrorsEverythingAndOnlyGrows) {
     EXPECT_EQ(notesIn(copyOf(*second)), "second") << "from the backup";
     EXPECT_EQ(contents(mirrored.schemaFile), schemaText());
     EXPECT_TRUE(log.contains("Mirrored 2 rolls to backup folder"));
-    vault->deleteRoll(first->id());
+    ASSERT_TRUE(vault->deleteRoll(first->id()));
     EXPECT_EQ(vault->mirror().mirrorAll(), 1);
     EXPECT_EQ(notesIn(copyOf(*first)), "first");
     EXPECT_EQ(vault->mirror().restoreFromMirror(disk), 2);
