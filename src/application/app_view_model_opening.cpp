@@ -253,20 +253,13 @@ std::optional<StoredRoll> AppViewModel::takenBack(const Path& folder, const std:
 }
 
 std::vector<RollPointer> AppViewModel::openedRolls(const std::vector<Path>& paths, bool analyze) {
-    const std::vector<Path> folders = foldersOf(paths);
-    std::vector<Path> found = imageFolders(services_.library.files, folders);
     // A folder that is named may hold a single picture; one that is merely met may not.
-    for (const Path& folder : folders) {
-        const bool isCovered = std::any_of(found.begin(), found.end(), [&](const Path& each) {
-            return each == folder || each.string().starts_with(folder.string() + "/");
-        });
-        if (!isCovered && holdsPicture(services_.library.files, folder)) found.push_back(folder);
-    }
+    const std::vector<Path> found =
+        imageFolders(services_.library.files, foldersOf(paths), SinglePicture::isRoll);
     const bool isBatch = found.size() != 1 || !analyze;
     addRolls(found, isBatch);
     if (analyze && isBatch) enqueueBackgroundAnalysis(rolls_);
-    std::set<Path> wanted;
-    for (const Path& folder : found) wanted.insert(realPath(folder));
+    const std::set<Path> wanted(found.begin(), found.end());
     std::vector<RollPointer> opened;
     for (const RollPointer& roll : rolls_) {
         if (!roll->isDisconnected() && wanted.contains(realPath(roll->sourceFolder())))

@@ -7,12 +7,16 @@
 
 namespace kelvaris {
 
-/// The folders at and below the given one that hold two or more pictures, parents before children, each
-/// once. The copies that a roll exported are no roll. A folder that cannot be listed is passed over. Links
-/// are not followed into folders already seen, so that a loop of links ends.
-std::vector<Path> imageFolders(const Files& files, const std::vector<Path>& roots);
+/// What a single picture makes of a folder that was named by the user.
+enum class SinglePicture {
+    isNoRoll,
+    isRoll,  ///< unless a roll lies at or below the folder anyway
+};
 
-/// Whether the folder itself holds at least one picture.
-bool holdsPicture(const Files& files, const Path& folder);
+/// The folders at and below the named ones that hold two or more pictures, parents before children, each
+/// once and by its canonical path, however many links lead to it. The copies that a roll exported are no
+/// roll. A folder that cannot be listed is passed over. Each folder is listed once.
+std::vector<Path> imageFolders(const Files& files, const std::vector<Path>& named,
+                               SinglePicture single = SinglePicture::isNoRoll);
 
 }  // namespace kelvaris

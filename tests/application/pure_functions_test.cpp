@@ -1,4 +1,4 @@
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include "application/cloud_warnings.h"
 #include "application/fingerprint_match.h"
@@ -9,6 +9,8 @@
 namespace kelvaris {
 namespace {
 
+using ::testing::ElementsAre;
+using ::testing::UnorderedElementsAre;
 using Kind = RenameError::Kind;
 
 std::optional<Kind> refusal(std::string_view name, RenameCircumstances circumstances = {}) {
@@ -63,6 +65,36 @@ TEST(FolderCollectionTest, FoldersOfTwoPicturesAreRollsAndMayHoldRolls) {
     EXPECT_EQ(imageFolders(machine.files, {Path("/scans")}), expected);
     EXPECT_EQ(imageFolders(machine.files, {Path("/scans"), Path("/scans/a")}), expected);
     EXPECT_TRUE(imageFolders(machine.files, {Path("/nowhere")}).empty());
+}
+
+TEST(FolderCollectionTest, AFolderIsCollectedOnceByItsOwnPathHoweverItIsReached) {
+    FakeMachine machine;
+    for (const char* file :
+         {"/disk/rolls/a/1.jpg", "/disk/rolls/a/2.jpg", "/disk/rolls/a/Kelvaris_Export/1.jpg",
+          "/disk/rolls/a/Kelvaris_Export/2.jpg", "/elsewhere/b/1.jpg", "/elsewhere/b/2.jpg"}) {
+        machine.files.addFile(Path(file), "picture");
+    }
+    machine.files.addLink(Path("/scans"), Path("/disk/rolls"));
+    machine.files.addLink(Path("/disk/rolls/again"), Path("/disk/rolls"));
+    machine.files.addLink(Path("/disk/rolls/b"), Path("/elsewhere/b"));
+    machine.files.addLink(Path("/disk/rolls/copies"), Path("/disk/rolls/a/Kelvaris_Export"));
+    EXPECT_THAT(imageFolders(machine.files, {Path("/scans"), Path("/disk"), Path("/scans/a")}),
+                UnorderedElementsAre(Path("/disk/rolls/a"), Path("/elsewhere/b")));
+    for (const char* folder : {"/disk", "/disk/rolls", "/disk/rolls/a", "/elsewhere/b"}) {
+        EXPECT_EQ(machine.files.listCount(Path(folder)), 1u) << folder;
+    }
+}
+
+TEST(FolderCollectionTest, OnlyAFolderThatIsNamedMayBeARollOfOnePicture) {
+    FakeMachine machine;
+    for (const char* file : {"/scans/single/1.jpg", "/scans/trip/1.jpg", "/scans/trip/a/1.jpg",
+                             "/scans/trip/a/2.jpg", "/scans/text/notes.txt"}) {
+        machine.files.addFile(Path(file), "picture");
+    }
+    const std::vector named{Path("/scans"), Path("/scans/single"), Path("/scans/trip"), Path("/scans/text")};
+    EXPECT_THAT(imageFolders(machine.files, named, SinglePicture::isRoll),
+                ElementsAre(Path("/scans/trip/a"), Path("/scans/single")));
+    EXPECT_THAT(imageFolders(machine.files, named), ElementsAre(Path("/scans/trip/a")));
 }
 
 TEST(CloudWarningTest, TellsTheProviderAndWhatToDo) {
