@@ -3,7 +3,6 @@
 #include <array>
 #include <atomic>
 #include <cstdlib>
-#include <filesystem>
 
 #include "advisor/foundation_models_reasoning_service.h"
 #include "analysis/analysis_orchestrator.h"
@@ -25,6 +24,7 @@
 #include "platform_linux/linux_vision.h"
 #include "platform_linux/log_sink.h"
 #include "platform_linux/loopback_language_model.h"
+#include "platform_linux/native_path.h"
 #include "platform_linux/onnx_inference.h"
 #include "platform_linux/system_clock.h"
 #include "platform_linux/vips_codec.h"
@@ -69,16 +69,9 @@ private:
     MainQueue& main_;
 };
 
-Places placesFor(const SystemOptions& options) {
-    PlacesOptions places;
-    places.root = options.root;
-    places.isDevelopment = isDevelopmentBuild();
-    return linuxPlaces(places);
-}
-
 LogOptions logOptions(const Places& places) {
     LogOptions options;
-    options.folder = places.state;
+    if (places.isLasting) options.folder = places.state;
     options.standardErrorLevel = log::Level::error;
     return options;
 }
@@ -126,11 +119,18 @@ std::optional<std::vector<float>> orNothing(EmbeddingResult embedding) {
 CurlHttpOptions httpOptions() {
     CurlHttpOptions options;
     if (const char* certificates = std::getenv("KELVARIS_CERTIFICATES"))
-        options.certificates = Path(certificates);
+        options.certificates = Path(pathTextFromNative(certificates));
     return options;
 }
 
 }  // namespace
+
+Places systemPlaces(const std::optional<Path>& root) {
+    PlacesOptions options;
+    options.root = root;
+    options.isDevelopment = isDevelopmentBuild();
+    return linuxPlaces(options);
+}
 
 ModelParts::ModelParts(const Places& places, MainQueue& main, OperationQueueFactory& queues, Files& files,
                        const Clock& clock)
@@ -143,7 +143,7 @@ ModelParts::ModelParts(const Places& places, MainQueue& main, OperationQueueFact
 /// In the order of making.
 struct KelvarisSystem::Parts {
     explicit Parts(const SystemOptions& options)
-        : places(placesFor(options)),
+        : places(systemPlaces(options.root)),
           logSink(logOptions(places)),
           defaults(files, places.config / "defaults.json", options.access != VaultService::Access::readOnly),
           shell(main, ConsoleAnswers{{}, false, options.terminate}),
@@ -264,12 +264,7 @@ DiscoveryModels KelvarisSystem::discoveryModels() {
 const CatalogService& KelvarisSystem::catalog() { return parts_->advisorParts().catalog; }
 GearAdvice& KelvarisSystem::gearAdvice() { return parts_->advisorParts().advice; }
 
-Path KelvarisSystem::absolutePath(const Path& path) const {
-    std::error_code ignored;
-    const std::filesystem::path absolute =
-        std::filesystem::absolute(path.string(), ignored).lexically_normal();
-    return Path(absolute.string());
-}
+Path KelvarisSystem::absolutePath(const Path& path) const { return kelvaris::absolutePath(path); }
 
 void KelvarisSystem::settle() { parts_->main.drain(); }
 

@@ -42,6 +42,9 @@ struct SystemOptions {
     std::function<void()> terminate;
 };
 
+/// The folders of this program for this user, or those below a root of its own. Nothing is made.
+Places systemPlaces(const std::optional<Path>& root);
+
 /// The running system on this machine: every adapter and service, made in order and taken down in reverse.
 /// The thread that makes it is the main thread.
 class KelvarisSystem {

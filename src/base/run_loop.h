@@ -1,10 +1,9 @@
 #pragma once
 
-#include <condition_variable>
 #include <functional>
-#include <mutex>
 
 #include "base/main_queue.h"
+#include "base/sleep.h"
 
 namespace kelvaris {
 
@@ -12,22 +11,20 @@ namespace kelvaris {
 class RunLoop {
 public:
     /// Installs itself as the queue's waker for as long as it lives.
-    explicit RunLoop(MainQueue& queue);
+    explicit RunLoop(MainQueue& queue) : RunLoop(queue, own_) {}
+    /// Rests where other things may end the sleep, too. The sleep must outlive the loop.
+    RunLoop(MainQueue& queue, Sleep& sleep);
     ~RunLoop();
     RunLoop(const RunLoop&) = delete;
     RunLoop& operator=(const RunLoop&) = delete;
 
-    /// Drains until the condition holds; it is asked after every drain. Main thread.
+    /// Drains until the condition holds; it is asked after every drain and after every sleep. Main thread.
     void runUntil(const std::function<bool()>& condition);
-
-    /// Makes a waiting loop ask its condition again. Any thread.
-    void wake();
 
 private:
     MainQueue& queue_;
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    bool woken_ = false;
+    ConditionSleep own_;
+    Sleep& sleep_;
 };
 
 }  // namespace kelvaris

@@ -13,6 +13,9 @@ struct Places {
     Path home;       ///< the user's home folder
     Path resources;  ///< catalogs and other data that ships with the program
     Path temporary;  ///< a folder for short-lived files
+    /// Whether data and config outlive the day. They do not where no home is known and nothing else names
+    /// them: a library must not be kept there.
+    bool isLasting = true;
 };
 
 }  // namespace kelvaris

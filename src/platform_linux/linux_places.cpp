@@ -12,12 +12,6 @@ namespace kelvaris {
 
 namespace {
 
-Path absolutePath(const Path& path) {
-    std::error_code failed;
-    const auto absolute = std::filesystem::absolute(nativePath(path), failed);
-    return failed ? path : Path(pathTextFromNative(absolute.lexically_normal().native()));
-}
-
 class Environment {
 public:
     explicit Environment(const PlacesOptions& options) : read_(options.environment) {}
@@ -71,7 +65,9 @@ Places linuxPlaces(const PlacesOptions& options) {
     const Environment environment(options);
     Places places;
     places.temporary = environment.folder("TMPDIR").value_or(Path("/tmp"));
-    places.home = environment.folder("HOME").value_or(registeredHome().value_or(places.temporary));
+    auto home = environment.folder("HOME");
+    if (!home) home = options.registeredHome ? options.registeredHome() : registeredHome();
+    places.home = home.value_or(places.temporary);
     places.resources = resourcesFolder(environment);
     if (options.root) {
         places.data = absolutePath(*options.root);
@@ -84,16 +80,19 @@ Places linuxPlaces(const PlacesOptions& options) {
         Path Places::*place;
         const char* variable;
         const char* fallback;
+        bool mustLast;
     };
     constexpr Row rows[] = {
-        {&Places::data, "XDG_DATA_HOME", ".local/share"},
-        {&Places::caches, "XDG_CACHE_HOME", ".cache"},
-        {&Places::config, "XDG_CONFIG_HOME", ".config"},
-        {&Places::state, "XDG_STATE_HOME", ".local/state"},
+        {&Places::data, "XDG_DATA_HOME", ".local/share", true},
+        {&Places::caches, "XDG_CACHE_HOME", ".cache", false},
+        {&Places::config, "XDG_CONFIG_HOME", ".config", true},
+        {&Places::state, "XDG_STATE_HOME", ".local/state", false},
     };
     const char* const name = options.isDevelopment ? "Kelvaris-dev" : "Kelvaris";
     for (const Row& row : rows) {
-        places.*row.place = environment.folder(row.variable).value_or(places.home / row.fallback) / name;
+        const auto named = environment.folder(row.variable);
+        places.*row.place = named.value_or(places.home / row.fallback) / name;
+        if (row.mustLast && !home && !named) places.isLasting = false;
     }
     return places;
 }

@@ -1,5 +1,7 @@
 #include "platform_linux/native_path.h"
 
+#include <filesystem>
+
 #include "base/text.h"
 
 namespace kelvaris {
@@ -55,6 +57,12 @@ std::string pathTextFromNative(std::string_view native) {
         }
     }
     return text;
+}
+
+Path absolutePath(const Path& path) {
+    std::error_code failed;
+    const auto absolute = std::filesystem::absolute(nativePath(path), failed);
+    return failed ? path : Path(pathTextFromNative(absolute.lexically_normal().native()));
 }
 
 }  // namespace kelvaris

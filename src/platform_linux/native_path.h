@@ -15,4 +15,7 @@ std::string nativePath(const Path& path);
 /// be mistaken for, are escaped one by one, so that nativePath leads back.
 std::string pathTextFromNative(std::string_view native);
 
+/// The path from the root, free of "." and "..", without a look at what is there.
+Path absolutePath(const Path& path);
+
 }  // namespace kelvaris

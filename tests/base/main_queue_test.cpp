@@ -75,5 +75,24 @@ TEST_F(MainQueueTest, TheRunLoopWakesForPostsOfOtherThreads) {
     EXPECT_TRUE(done);
 }
 
+TEST_F(MainQueueTest, TheRunLoopSleepsUntilTheNextTimer) {
+    struct TurnedSleep final : Sleep {
+        explicit TurnedSleep(FakeClock& clock) : clock(clock) {}
+        void sleep(std::optional<std::chrono::nanoseconds> atMost) override {
+            ASSERT_TRUE(atMost);
+            clock.advance(*atMost);
+            ++sleeps;
+        }
+        void wake() override {}
+        FakeClock& clock;
+        int sleeps = 0;
+    } sleep(clock);
+    RunLoop loop(queue, sleep);
+    queue.postAfter(3s, note('b'));
+    queue.postAfter(2s, note('a'));
+    loop.runUntil([&] { return order == "ab"; });
+    EXPECT_EQ(sleep.sleeps, 2);
+}
+
 }  // namespace
 }  // namespace kelvaris

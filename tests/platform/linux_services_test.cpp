@@ -70,6 +70,30 @@ TEST(LinuxPlaces, FoldersComeFromTheEnvironmentOrTheRoot) {
     EXPECT_EQ(places.home.string(), "/home/ute");
 }
 
+TEST(LinuxPlaces, ALibraryLastsOnlyWhereAHomeOrItsFoldersAreKnown) {
+    std::map<std::string, std::string> variables;
+    std::optional<Path> registered;
+    PlacesOptions options;
+    options.environment = [&](const char* name) -> std::optional<std::string> {
+        const auto found = variables.find(name);
+        return found == variables.end() ? std::nullopt : std::optional(found->second);
+    };
+    options.registeredHome = [&] { return registered; };
+    EXPECT_FALSE(linuxPlaces(options).isLasting);
+    EXPECT_EQ(linuxPlaces(options).data.string(), "/tmp/.local/share/Kelvaris");
+    variables["XDG_DATA_HOME"] = "/srv/data";
+    EXPECT_FALSE(linuxPlaces(options).isLasting) << "the preferences would not last";
+    variables["XDG_CONFIG_HOME"] = "/srv/config";
+    EXPECT_TRUE(linuxPlaces(options).isLasting);
+    variables.clear();
+    registered = Path("/home/ute");
+    EXPECT_TRUE(linuxPlaces(options).isLasting);
+    EXPECT_EQ(linuxPlaces(options).home.string(), "/home/ute");
+    registered.reset();
+    options.root = Path("/media/library");
+    EXPECT_TRUE(linuxPlaces(options).isLasting);
+}
+
 TEST(IcuLanguage, NamesOrderAsAPersonReadsThem) {
     const IcuLanguage icu("en_US", "UTC");
     const FakeLanguage fake;
