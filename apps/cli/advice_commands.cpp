@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "arguments.h"
 #include "command.h"
 #include "interaction/command_dispatcher.h"
 #include "session.h"
@@ -150,7 +151,8 @@ void addAdviceCommands(CommandTable& table) {
         [](CLI::App& command, PaletteArguments& arguments) {
             command.add_option("QUERY", arguments.query, "Words that the entry contains");
             command.add_option("--roll", arguments.roll, "As if this roll were open");
-            command.add_option("--pick", arguments.pick, "Do the entry of that number");
+            command.add_option("--pick", arguments.pick, "Do the entry of that number")
+                ->check(decimalNumber());
         },
         palette);
 }

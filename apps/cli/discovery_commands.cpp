@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "arguments.h"
 #include "assembly/discovery_parts.h"
 #include "discovery_commands.h"
 #include "session.h"
@@ -212,7 +213,8 @@ void addDiscoveryCommands(CommandTable& table) {
         "faces", "Find photos of the same person", Access::keep,
         [](CLI::App& command, PhotoArguments& arguments) {
             declarePhoto(command, arguments);
-            command.add_option("--face", arguments.face, "Which of the photo's faces, from 1");
+            command.add_option("--face", arguments.face, "Which of the photo's faces, from 1")
+                ->check(decimalNumber());
             command.add_flag("--all", arguments.all, "Also all weaker matches");
         },
         faces);

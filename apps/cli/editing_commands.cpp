@@ -3,8 +3,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <map>
 
+#include "arguments.h"
 #include "base/text.h"
 #include "command.h"
 #include "library/roll_act.h"
@@ -27,7 +29,10 @@ struct SetArguments {
     std::vector<std::string> values;
 };
 
-using Setter = void (*)(Session&, const RollPointer&, const std::string& value);
+/// Makes one change that was found to be possible. @throws CommandFailure
+using Change = std::function<void()>;
+/// Reads the value without changing anything. @throws CommandFailure when it is none for the key
+using Setter = Change (*)(Session&, const RollPointer&, const std::string& value);
 
 template <class E>
 E parsedWord(const std::string& value) {
@@ -38,74 +43,74 @@ E parsedWord(const std::string& value) {
     throw CommandFailure(fmt::format("\"{}\" is not one of {}", value, joined(words, ", ")));
 }
 
-void setISO(Session&, const RollPointer& roll, const std::string& value) {
-    if (value.empty()) {
-        roll->setFilmISO(std::nullopt);
-        return;
-    }
-    const auto iso = parseInteger(value);
-    if (!iso || *iso < 1 || *iso > 1'000'000)
+template <void (FilmRoll::*set)(std::string)>
+Change textChange(Session&, const RollPointer& roll, const std::string& value) {
+    return [roll, value] { ((*roll).*set)(value); };
+}
+
+Change formatChange(Session&, const RollPointer& roll, const std::string& value) {
+    return [roll, format = parsedWord<FilmFormat>(value)] { roll->setCameraFormat(format); };
+}
+
+Change speedChange(Session&, const RollPointer& roll, const std::string& value) {
+    if (value.empty()) return [roll] { roll->setFilmISO(std::nullopt); };
+    const auto speed = parseInteger(value);
+    if (!speed || *speed < 1 || *speed > 1'000'000)
         throw CommandFailure(fmt::format("\"{}\" is no film speed", value));
-    roll->setFilmISO(static_cast<int>(*iso));
+    return [roll, speed = static_cast<int>(*speed)] { roll->setFilmISO(speed); };
 }
 
-void setName(Session& session, const RollPointer& roll, const std::string& value) {
-    if (const auto error = session.app().renameRoll(roll, value)) throw CommandFailure(error->text());
+Change nameChange(Session& session, const RollPointer& roll, const std::string& value) {
+    const std::string name(trimmed(value));
+    if (const auto error = session.app().validateRollName(name, *roll)) throw CommandFailure(error->text());
+    return [&session, roll, name] {
+        if (const auto error = session.app().renameRoll(roll, name)) throw CommandFailure(error->text());
+    };
 }
 
-void setSort(Session&, const RollPointer& roll, const std::string& value) {
-    std::string word = value;
-    bool ascending = true;
-    if (word.starts_with('-')) {
-        word.erase(0, 1);
-        ascending = false;
-    }
-    roll->setSortOption(parsedWord<SortOption>(word));
-    roll->setSortAscending(ascending);
-    sortPhotos(*roll);
+Change sortChange(Session&, const RollPointer& roll, const std::string& value) {
+    const bool ascending = !value.starts_with('-');
+    const auto option = parsedWord<SortOption>(ascending ? value : value.substr(1));
+    return [roll, option, ascending] {
+        roll->setSortOption(option);
+        roll->setSortAscending(ascending);
+        sortPhotos(*roll);
+    };
 }
 
-const std::map<std::string, Setter>& setters() {
-    static const std::map<std::string, Setter> table = {
-        {"cameraMake",
-         [](Session&, const RollPointer& roll, const std::string& value) { roll->setCameraMake(value); }},
-        {"cameraModel",
-         [](Session&, const RollPointer& roll, const std::string& value) { roll->setCameraModel(value); }},
-        {"cameraFormat",
-         [](Session&, const RollPointer& roll, const std::string& value) {
-             roll->setCameraFormat(parsedWord<FilmFormat>(value));
-         }},
-        {"filmName",
-         [](Session&, const RollPointer& roll, const std::string& value) { roll->setFilmName(value); }},
-        {"filmISO", setISO},
-        {"notes", [](Session&, const RollPointer& roll, const std::string& value) { roll->setNotes(value); }},
-        {"name", setName},
-        {"sort", setSort},
+/// In the order of making: the name first, since the disk may refuse it.
+const std::vector<std::pair<std::string, Setter>>& setters() {
+    static const std::vector<std::pair<std::string, Setter>> table = {
+        {"name", nameChange},
+        {"cameraMake", textChange<&FilmRoll::setCameraMake>},
+        {"cameraModel", textChange<&FilmRoll::setCameraModel>},
+        {"cameraFormat", formatChange},
+        {"filmName", textChange<&FilmRoll::setFilmName>},
+        {"filmISO", speedChange},
+        {"notes", textChange<&FilmRoll::setNotes>},
+        {"sort", sortChange},
     };
     return table;
 }
 
 void set(Session& session, const SetArguments& arguments) {
     const RollPointer roll = session.roll(arguments.roll);
-    struct Change {
-        Setter setter;
-        std::string value;
-    };
-    std::vector<Change> changes;
+    std::multimap<std::size_t, Change> changes;
     for (const std::string& text : arguments.values) {
         const auto equals = text.find('=');
-        const auto setter = setters().find(text.substr(0, equals));
+        const auto setter =
+            std::ranges::find(setters(), text.substr(0, equals), [](const auto& row) { return row.first; });
         if (equals == std::string::npos || setter == setters().end()) {
             std::vector<std::string> keys;
             for (const auto& [key, each] : setters()) keys.push_back(key);
             throw CommandFailure(
                 fmt::format("\"{}\" is not KEY=VALUE with KEY one of {}", text, joined(keys, ", ")));
         }
-        if (!isValidUtf8(text)) throw CommandFailure("the value is not UTF-8");
-        changes.push_back({setter->second, text.substr(equals + 1)});
+        const auto rank = static_cast<std::size_t>(setter - setters().begin());
+        changes.emplace(rank, setter->second(session, roll, text.substr(equals + 1)));
     }
     const RollAct act(*roll);
-    for (const Change& change : changes) change.setter(session, roll, change.value);
+    for (const auto& [rank, change] : changes) change();
     roll->markExportDirty();
     act.end(&session.app().undoStack(), "Edit Roll");
     session.app().scheduleSave(roll);
@@ -115,20 +120,30 @@ void set(Session& session, const SetArguments& arguments) {
 struct DatesArguments {
     std::string roll;
     std::string start;
-    double interval = -1;
+    std::string interval;
     std::string timeline;
 };
+
+double parsedInterval(const std::string& text) {
+    const auto seconds = parseDouble(text);
+    if (!seconds || !std::isfinite(*seconds) || *seconds < 0)
+        throw CommandFailure(fmt::format("\"{}\" is no number of seconds", text));
+    return *seconds;
+}
+
+Instant parsedStart(Session& session, const std::string& text) {
+    const auto reading = parseCivilTime(text);
+    const auto start = reading ? session.system().language().fromLocalTime(*reading) : std::nullopt;
+    if (!start) throw CommandFailure(fmt::format("\"{}\" is no date like 2026-03-14T09:30", text));
+    return *start;
+}
 
 void dates(Session& session, const DatesArguments& arguments) {
     const RollPointer roll = session.roll(arguments.roll);
     if (roll->photos().empty()) throw CommandFailure("the roll has no photos");
-    if (!arguments.start.empty()) {
-        const auto reading = parseCivilTime(arguments.start);
-        const auto start = reading ? session.system().language().fromLocalTime(*reading) : std::nullopt;
-        if (!start)
-            throw CommandFailure(fmt::format("\"{}\" is no date like 2026-03-14T09:30", arguments.start));
-        roll->setBaseDate(*start);
-    }
+    const Instant start = arguments.start.empty() ? roll->baseDate() : parsedStart(session, arguments.start);
+    const double interval = arguments.interval.empty() ? session.app().preferences().dateIntervalSeconds()
+                                                       : parsedInterval(arguments.interval);
     if (!arguments.timeline.empty()) {
         std::optional<bool> isLoaded;
         loadTimeline(*roll, session.system().absolutePath(Path(arguments.timeline)),
@@ -136,14 +151,16 @@ void dates(Session& session, const DatesArguments& arguments) {
         session.waitUntil([&isLoaded] { return isLoaded.has_value(); });
         if (!*isLoaded) throw CommandFailure(roll->statusNotification()->message());
     }
-    std::optional<double> interval;
-    if (arguments.interval >= 0) interval = arguments.interval;
+    const RollAct act(*roll);  // one step with the start, which assignDates does not know as a change
+    const Instant startBefore = roll->baseDate();
+    roll->setBaseDate(start);
     bool done = false;
-    if (!assignDates(
-            *roll, interval, [&done] { done = true; }, &session.app().undoStack())) {
-        throw CommandFailure(roll->statusNotification()->message());
+    if (!assignDates(*roll, interval, [&done] { done = true; })) {
+        roll->setBaseDate(startBefore);
+        throw CommandFailure("the dates would leave the years 0 to 9999");
     }
     session.waitUntil([&done] { return done; });
+    act.end(&session.app().undoStack(), "Assign Dates");
     session.app().scheduleSave(roll);
     session.answer(liveJson(*roll, true),
                    roll->statusNotification() ? roll->statusNotification()->message() : "");
@@ -295,8 +312,7 @@ void addEditingCommands(CommandTable& table) {
         [](CLI::App& command, DatesArguments& arguments) {
             command.add_option("ROLL", arguments.roll, "Name, id, or the beginning of either")->required();
             command.add_option("--start", arguments.start, "Date of the first photo, as 2026-03-14T09:30");
-            command.add_option("--interval", arguments.interval, "Seconds from photo to photo")
-                ->check(CLI::NonNegativeNumber);
+            command.add_option("--interval", arguments.interval, "Seconds from photo to photo");
             command.add_option("--timeline", arguments.timeline,
                                "A location history: Records.json, Timeline.json, GPX or KML");
         },
@@ -323,7 +339,9 @@ void addEditingCommands(CommandTable& table) {
         "reorder", "Move a photo to another place in its roll", Access::write,
         [](CLI::App& command, ReorderArguments& arguments) {
             declarePhoto(command, arguments);
-            command.add_option("POSITION", arguments.position, "Its new number in the list")->required();
+            command.add_option("POSITION", arguments.position, "Its new number in the list")
+                ->required()
+                ->check(decimalNumber());
         },
         reorder);
     table.add<RollArguments>(

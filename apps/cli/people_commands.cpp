@@ -8,6 +8,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "arguments.h"
 #include "assembly/discovery_parts.h"
 #include "base/text.h"
 #include "discovery_commands.h"
@@ -208,7 +209,9 @@ void splitFace(Session& session, const FaceArguments& arguments) {
 void declareFace(CLI::App& command, FaceArguments& arguments) {
     command.add_option("ROLL", arguments.roll)->required();
     command.add_option("PHOTO", arguments.photo, "File name or number")->required();
-    command.add_option("FACE", arguments.face, "Which of the photo's faces, from 1")->required();
+    command.add_option("FACE", arguments.face, "Which of the photo's faces, from 1")
+        ->required()
+        ->check(decimalNumber());
 }
 
 }  // namespace

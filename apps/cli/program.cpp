@@ -1,9 +1,10 @@
 #include "program.h"
 
 #include <algorithm>
-#include <iostream>
+#include <ostream>
 #include <string>
 
+#include "arguments.h"
 #include "command.h"
 #include "discovery_commands.h"
 #include "session.h"
@@ -32,12 +33,12 @@ void protectLabels(std::vector<std::string>& words) {
 }
 
 /// Reads one line of words. Help goes to `output`, complaints to `errors`.
-ParsedLine parsedLine(std::vector<std::string> words, bool isWithinSession, std::ostream& output,
+ParsedLine parsedLine(const LineWords& given, bool isWithinSession, std::ostream& output,
                       std::ostream& errors) {
     CLI::App app("A photo library for people who shoot film.", "kelvaris-cli");
     app.require_subcommand(1);
     ParsedLine line;
-    std::string root;
+    std::optional<std::string> root;
     if (!isWithinSession) {
         app.add_option("--root", root, "The folder that holds vault/ and embeddings/");
         app.add_flag("--json", line.options.json, "Print one JSON value and nothing else");
@@ -45,6 +46,7 @@ ParsedLine parsedLine(std::vector<std::string> words, bool isWithinSession, std:
     CommandTable table{app, std::nullopt};
     addAllCommands(table);
     if (!isWithinSession) addSessionCommand(table);
+    std::vector<std::string> words = given.words();
     protectLabels(words);
     std::reverse(words.begin(), words.end());  // the parser takes its words from the back
     try {
@@ -53,53 +55,56 @@ ParsedLine parsedLine(std::vector<std::string> words, bool isWithinSession, std:
         line.status = app.exit(error, output, errors) == 0 ? done : wrongUsage;
         return line;
     }
-    if (!root.empty()) line.options.root = Path(root);
+    auto complaint = given.complaint(app);
+    if (root && root->empty()) complaint = "--root names no folder";
+    if (complaint) {
+        errors << "kelvaris-cli: " << *complaint << '\n';
+        line.status = wrongUsage;
+        return line;
+    }
+    if (root) line.options.root = Path(*root);
     line.command = std::move(table.chosen);
     return line;
 }
 
-/// @return the exit status of the command.
-int runCommand(Session& session, const ChosenCommand& command, std::ostream& errors) {
-    try {
-        session.run(command);
-        return done;
-    } catch (const CommandFailure& failure) {
-        session.progress("");
-        errors << "kelvaris-cli: " << failure.what() << '\n';
-        return failed;
-    }
-}
-
 /// Runs the lines of the input against one running system.
-int runLines(Session& session, std::istream& input, std::ostream& output, std::ostream& errors) {
+int runLines(Session& session, std::ostream& output, std::ostream& errors) {
     int status = done;
-    for (std::string text; !session.isEnding && std::getline(input, text);) {
-        if (text.find_first_not_of(" \t\r") == std::string::npos || text.front() == '#') continue;
-        ParsedLine line = parsedLine(CLI::detail::split_up(text), true, output, errors);
+    while (!session.isEnding) {
+        const auto text = session.nextLine();
+        if (!text) break;
+        if (text->find_first_not_of(" \t\r") == std::string::npos || text->front() == '#') continue;
+        const ParsedLine line = parsedLine(LineWords(CLI::detail::split_up(*text)), true, output, errors);
         if (!line.command) {
             status = std::max(status, line.status);
-            continue;
+        } else if (!session.run(*line.command, Access::write)) {
+            status = std::max(status, failed);
         }
-        line.command->access = Access::write;
-        status = std::max(status, runCommand(session, *line.command, errors));
     }
     return status;
 }
 
 }  // namespace
 
-int runProgram(const std::vector<std::string>& words, std::istream& input, std::ostream& output,
+int runProgram(const std::vector<std::string>& words, Console& console, std::ostream& output,
                std::ostream& errors) {
-    ParsedLine line = parsedLine(words, false, output, errors);
-    if (!line.command) return line.status;
-    Session session(line.options, output, errors);
-    int status = done;
-    if (line.command->run) {
-        status = runCommand(session, *line.command, errors);
-    } else {
-        status = runLines(session, input, output, errors);
+    const ParsedLine line = parsedLine(LineWords(words), false, output, errors);
+    int status = line.status;
+    if (line.command) {
+        Session session(line.options, console, output, errors);
+        if (!line.command->run) {
+            status = runLines(session, output, errors);
+        } else if (!session.run(*line.command, line.command->access)) {
+            status = failed;
+        }
+        if (!session.finish()) status = std::max(status, failed);
     }
-    session.finish();
+    output.flush();
+    if (!output) {
+        errors << "kelvaris-cli: the answer could not be printed\n";
+        status = std::max(status, failed);
+    }
+    if (const auto signal = console.endingSignal()) return 128 + *signal;
     return status;
 }
 

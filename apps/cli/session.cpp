@@ -8,13 +8,20 @@
 #include "base/text.h"
 #include "platform_linux/terminal.h"
 #include "references.h"
+#include "unsaved.h"
 
 namespace kelvaris::cli {
 
 namespace {
 
-/// A mirror on a disk that hangs must not keep the program from ending.
+/// A mirror on a disk that hangs must not keep the program from ending, least of all when it was told to.
 constexpr std::chrono::seconds longestMirrorWait{60};
+constexpr std::chrono::seconds longestMirrorWaitAfterSignal{1};
+constexpr std::chrono::milliseconds mirrorGlance{50};
+
+/// Leaves a command that waits. What it gave to the main queue may refer to what the command held, so
+/// nothing runs there any more.
+struct Interruption {};
 
 VaultService::Access vaultAccess(Access access) {
     switch (access) {
@@ -31,46 +38,101 @@ VaultService::Access vaultAccess(Access access) {
 
 }  // namespace
 
-Session::Session(SessionOptions options, std::ostream& output, std::ostream& errors)
+Session::Session(SessionOptions options, Console& console, std::ostream& output, std::ostream& errors)
     : options_(std::move(options)),
+      console_(console),
       output_(output),
       errors_(errors),
       showsProgress_(standardErrorIsTerminal()) {}
 
 Session::~Session() = default;
 
-void Session::run(const ChosenCommand& command) {
-    if (command.access == Access::write && system_ && access_ == Access::read) {
-        throw CommandFailure("this session only reads");
+bool Session::run(const ChosenCommand& command, Access granted) {
+    access_ = std::max(access_, granted);
+    answer_.clear();
+    bool isDone = true;
+    try {
+        command.run(*this);
+        if (system_) system_->main().drain();
+    } catch (const CommandFailure& failure) {
+        complain(failure.what());
+        isDone = false;
+    } catch (const Interruption&) {
+        return false;
     }
-    access_ = std::max(access_, command.access);
-    command.run(*this);
-    if (system_) system_->main().drain();
+    if (command.access == Access::write && !save(Telling::all)) return false;
+    progress("");
+    output_ << answer_;
+    output_.flush();
+    return isDone;
 }
 
-void Session::finish() {
+std::optional<std::string> Session::nextLine() {
+    std::string line;
+    auto next = Console::Next::end;
+    const auto isAnswered = [&] {
+        next = console_.endingSignal() ? Console::Next::end : console_.takeLine(line);
+        return next != Console::Next::expected;
+    };
+    if (loop_) {
+        loop_->runUntil(isAnswered);
+    } else {
+        while (!isAnswered()) console_.sleep(std::nullopt);
+    }
+    return next == Console::Next::line ? std::optional(std::move(line)) : std::nullopt;
+}
+
+bool Session::finish() {
     progress("");
-    if (!system_ || !system_->vault().canWrite()) return;
-    system_->app().flushPendingSaves();
-    system_->vault().mirror().waitUntilWritten(longestMirrorWait);
+    const bool isSaved = save(Telling::news);
+    return waitForMirror() && isSaved;
+}
+
+bool Session::save(Telling telling) {
+    if (!canWrite()) return true;
+    std::vector<std::string> failures = flushedWithFailures(system_->app());
+    if (access_ != Access::write) return true;  // what was learned on the way can be learned again
+    for (const std::string& failure : failures) {
+        const bool isKnown = std::ranges::find(toldFailures_, failure) != toldFailures_.end();
+        if (telling == Telling::all || !isKnown) complain(failure);
+    }
+    toldFailures_ = std::move(failures);
+    return toldFailures_.empty();
+}
+
+bool Session::waitForMirror() {
+    if (!canWrite() || access_ != Access::write) return true;
+    const MonotonicClock& clock = system_->main().clock();
+    const MonotonicTime start = clock.now();
+    while (!system_->vault().mirror().waitUntilWritten(mirrorGlance)) {
+        const auto longest = console_.endingSignal() ? longestMirrorWaitAfterSignal : longestMirrorWait;
+        if (clock.now() - start < longest) continue;
+        complain("the mirror is not up to date");
+        return false;
+    }
+    return true;
 }
 
 KelvarisSystem& Session::system() {
-    if (!system_) {
-        SystemOptions options;
-        options.root = options_.root;
-        options.access = vaultAccess(access_);
-        options.terminate = [this] { isEnding = true; };
-        system_ = std::make_unique<KelvarisSystem>(options);
-        loop_ = std::make_unique<RunLoop>(system_->main());
-        if (access_ != Access::none) {
-            if (access_ == Access::write && !system_->vault().canWrite()) {
-                throw CommandFailure(system_->vault().writeRefusal());
-            }
-            app().start(StartMode::commands);
-        }
-    }
+    if (!system_) openSystem();
     return *system_;
+}
+
+void Session::openSystem() {
+    if (access_ != Access::none && !systemPlaces(options_.root).isLasting) {
+        throw CommandFailure("no home folder is known; say with --root where the library is to be kept");
+    }
+    SystemOptions options;
+    options.root = options_.root;
+    options.access = vaultAccess(access_);
+    options.terminate = [this] { isEnding = true; };
+    auto system = std::make_unique<KelvarisSystem>(options);
+    if (access_ == Access::write && !system->vault().canWrite()) {
+        throw CommandFailure(system->vault().writeRefusal());
+    }
+    system_ = std::move(system);
+    loop_ = std::make_unique<RunLoop>(system_->main(), console_);
+    if (access_ != Access::none) app().start(StartMode::commands);
 }
 
 RollPointer Session::roll(const std::string& reference) {
@@ -97,17 +159,26 @@ PhotoPointer Session::photo(const FilmRoll& roll, const std::string& reference) 
 
 void Session::waitUntil(const std::function<bool()>& condition) {
     system();
-    loop_->runUntil(condition);
+    loop_->runUntil([&] {
+        if (condition()) return true;
+        if (!console_.endingSignal()) return false;
+        save(Telling::all);  // before the command is left, since work under way may hold that up
+        throw Interruption();
+    });
 }
 
 void Session::answer(const Json& json, const std::string& text) {
-    progress("");
     if (options_.json) {
-        output_ << json.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
+        answer_ += json.dump(2, ' ', false, Json::error_handler_t::replace) + '\n';
     } else if (!text.empty()) {
-        output_ << text << (text.back() == '\n' ? "" : "\n");
+        answer_ += text;
+        if (text.back() != '\n') answer_ += '\n';
     }
-    output_.flush();
+}
+
+void Session::complain(const std::string& text) {
+    progress("");
+    errors_ << "kelvaris-cli: " << text << '\n';
 }
 
 void Session::progress(const std::string& text) {

@@ -10,6 +10,7 @@
 #include "assembly/kelvaris_system.h"
 #include "base/run_loop.h"
 #include "command.h"
+#include "platform/console.h"
 
 namespace kelvaris::cli {
 
@@ -21,19 +22,28 @@ struct SessionOptions {
     bool json = false;
 };
 
-/// One run of the program: the system, put together when a command first needs it, and the answers.
+/// One run of the program: the system, put together when a command first needs it, and the answers. What a
+/// command answers is printed when everything that it changed is on the disk. Main thread.
 class Session {
 public:
-    Session(SessionOptions options, std::ostream& output, std::ostream& errors);
+    /// The console and both streams outlive the session.
+    Session(SessionOptions options, Console& console, std::ostream& output, std::ostream& errors);
     ~Session();
 
     const SessionOptions& options() const { return options_; }
 
-    /// Runs one command with what it needs. @throws CommandFailure
-    void run(const ChosenCommand& command);
+    /// Runs one command, saves what it changed, and prints its answer. Failures are told, a line each.
+    /// @param granted what the system is opened for: at least what the command needs.
+    /// @return whether all went well. A command that a signal cut short is saved as far as it came.
+    bool run(const ChosenCommand& command, Access granted);
 
-    /// Writes what waits, as at the end of the program.
-    void finish();
+    /// The next line of the input. What is due on the main queue runs meanwhile.
+    /// @return nothing when the input is over or a signal asks the program to end.
+    std::optional<std::string> nextLine();
+
+    /// Writes what waits, as at the end of the program, and lets the mirror catch up.
+    /// @return false when something could not be written, which is told.
+    bool finish();
 
     KelvarisSystem& system();
     AppViewModel& app() { return system().app(); }
@@ -43,10 +53,11 @@ public:
     /// By file name, a beginning of it, or the number shown in the list.
     PhotoPointer photo(const FilmRoll& roll, const std::string& reference);
 
-    /// Runs the main queue until the condition holds.
+    /// Runs the main queue until the condition holds. When a signal asks the program to end, saves what
+    /// waits and leaves the command by an exception that run() takes.
     void waitUntil(const std::function<bool()>& condition);
 
-    /// Prints one JSON value or the text, as the user asked.
+    /// Keeps one JSON value or the text, as the user asked, to be printed at the end of the command.
     void answer(const Json& json, const std::string& text);
     /// A line that the next one replaces; only on a terminal.
     void progress(const std::string& text);
@@ -55,12 +66,23 @@ public:
     bool isEnding = false;
 
 private:
+    void openSystem();
+    bool canWrite() const { return system_ && system_->vault().canWrite(); }
+    /// Which failures to tell: at the end of the program, those that the last command did not tell.
+    enum class Telling { all, news };
+    bool save(Telling telling);
+    bool waitForMirror();
+    void complain(const std::string& text);
+
     SessionOptions options_;
+    Console& console_;
     std::ostream& output_;
     std::ostream& errors_;
     Access access_ = Access::none;
     bool showsProgress_;
     std::size_t progressWidth_ = 0;
+    std::string answer_;
+    std::vector<std::string> toldFailures_;
     std::unique_ptr<KelvarisSystem> system_;
     std::unique_ptr<RunLoop> loop_;
 };

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "platform_fake/fake_console.h"
 #include "program.h"
 #include "temporary_folder.h"
 
@@ -27,10 +28,10 @@ protected:
 
     Outcome run(std::vector<std::string> words, const std::string& input = "") const {
         words.insert(words.begin(), {"--root", root().string()});
-        std::istringstream in(input);
+        FakeConsole console(input);
         std::ostringstream out;
         std::ostringstream errors;
-        const int status = runProgram(words, in, out, errors);
+        const int status = runProgram(words, console, out, errors);
         return {status, out.str(), errors.str()};
     }
 
