@@ -12,6 +12,13 @@ bool TimerHandle::isPending() const { return state_ && *state_ == State::waiting
 
 MainQueue::MainQueue(const MonotonicClock& clock) : clock_(clock) {}
 
+MainQueue::~MainQueue() {
+    std::map<Key, Waiting> dropped;
+    const std::lock_guard lock(mutex_);
+    isClosed_ = true;
+    dropped.swap(waiting_);
+}
+
 void MainQueue::post(Task task) { insert(clock_.now(), Waiting{std::move(task), nullptr}); }
 
 TimerHandle MainQueue::postAfter(std::chrono::nanoseconds delay, Task task) {
@@ -24,6 +31,7 @@ void MainQueue::insert(MonotonicTime due, Waiting waiting) {
     std::function<void()> waker;
     {
         const std::lock_guard lock(mutex_);
+        if (isClosed_) return;
         const auto position = waiting_.emplace(Key{due, nextSequence_++}, std::move(waiting)).first;
         if (position == waiting_.begin()) waker = waker_;
     }

@@ -48,6 +48,10 @@ public:
 
     /// The thread that makes the queue is the main thread. The clock must outlive the queue.
     explicit MainQueue(const MonotonicClock& clock);
+    /// Drops what waits, with everything that the dropped tasks post as they go.
+    ~MainQueue();
+    MainQueue(const MainQueue&) = delete;
+    MainQueue& operator=(const MainQueue&) = delete;
 
     /// Runs the task at the next drain. Any thread.
     void post(Task task);
@@ -84,6 +88,7 @@ private:
     std::map<Key, Waiting> waiting_;
     std::uint64_t nextSequence_ = 0;
     std::function<void()> waker_;
+    bool isClosed_ = false;
 };
 
 }  // namespace kelvaris
