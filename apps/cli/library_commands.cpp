@@ -121,7 +121,7 @@ void analyze(Session& session, const AnalyzeArguments& arguments) {
     } else {
         rolls = {session.roll(arguments.roll)};
         if (rolls.front()->isDisconnected()) throw CommandFailure("the roll's folder cannot be reached");
-        reanalyzeAllPhotos(*rolls.front(), nullptr);
+        reanalyzeAllPhotos(*rolls.front());
     }
     waitForAnalysis(session);
     if (arguments.roll.empty()) waitForRefresh(session, rolls);

@@ -169,7 +169,7 @@ std::pair<double, double> openToLastResult(const Path& folder, bool findsFaces) 
         const auto start = std::chrono::steady_clock::now();
         const auto roll = FilmRoll::make(folder, RollID::random(), system.library);
         loadFolder(*roll, false);
-        startAnalysisPipeline(*roll, false, [&] { isDone = true; });
+        startAnalysisPipeline(*roll, false, {.onEnd = [&](RunEnd) { isDone = true; }});
         loop.runUntil([&] {
             if (toResults == 0 && std::ranges::all_of(roll->photos(), [](const auto& each) {
                     return each->labelsAnalyzed();

@@ -28,7 +28,7 @@ void markGem(PhotoItem& photo, bool isChosen) {
 }
 
 bool mayShowPeople(const PhotoItem& photo) {
-    if (photo.loadState() == PhotoItem::LoadState::failed) return false;
+    if (photo.isMissing() || photo.loadState() == PhotoItem::LoadState::failed) return false;
     const PhotoLabelSet& labels = photo.labels();
     return labels.contains(PhotoLabel::person) || labels.contains(PhotoLabel::face) ||
            !labels.contains(PhotoLabel::blank);
@@ -53,12 +53,21 @@ void AnalysisOrchestrator::finishAnalysis(const RunPointer& run) {
         return;
     }
     std::vector<PhotoSnapshot> snapshots;
-    for (const PhotoPointer& photo : run->photos) snapshots.push_back(PhotoSnapshot::of(photo));
-    RollPasses::Request request{.switches = AnalysisSwitches::of(tools_.preferences),
-                                .cancellation = closing_,
-                                .onPeopleCounted = [run](const PhotoSnapshot& snapshot, int people) {
-                                    run->peopleCounts[snapshot.id] = {snapshot.sourceURL, people};
-                                }};
+    for (const PhotoPointer& photo : run->photos) {
+        if (!photo->isMissing()) snapshots.push_back(PhotoSnapshot::of(photo));
+    }
+    RollPasses::Request request{
+        .switches = AnalysisSwitches::of(tools_.preferences),
+        .isCancelled = [run, closing = closing_] { return closing->isCancelled() || run->isCalledOff; },
+        .onPeopleCounted =
+            [run](const PhotoSnapshot& snapshot, int people) {
+                run->peopleCounts[snapshot.id] = {snapshot.sourceURL, people};
+            },
+        .onPhotoFinished =
+            [run] {
+                run->photoFinished();
+                run->isCalledOff = run->isSuperseded();
+            }};
     utilityQueue_->add(
         [this, run, snapshots = std::move(snapshots), request = std::move(request)] {
             passes_->run(snapshots, request);
@@ -68,6 +77,10 @@ void AnalysisOrchestrator::finishAnalysis(const RunPointer& run) {
 }
 
 void AnalysisOrchestrator::selectGemsAndFinish(const RunPointer& run) {
+    if (run->isSuperseded()) {
+        complete(run);
+        return;
+    }
     refreshGems(run->roll);
     if (tools_.preferences.faceFinderEnabled()) {
         recountPeople(run);
@@ -81,6 +94,8 @@ void AnalysisOrchestrator::refreshGems(const PhotoList& photos) {
     const PhotoList gems = chooseGems(photos);
     const auto mark = [&] {
         for (const PhotoPointer& photo : photos) {
+            // One that is missing competes as it last stood, and keeps its mark.
+            if (photo->isMissing()) continue;
             markGem(*photo, std::ranges::find(gems, photo) != gems.end());
         }
     };
@@ -122,6 +137,7 @@ void AnalysisOrchestrator::recountPeople(const RunPointer& run) {
                 const int count = tools_.analysis.countPeople(snapshot.sourceURL, snapshot.rotation);
                 post([this, run, remaining, snapshot, count] {
                     applyPeopleCount(snapshot, count);
+                    run->photoFinished();
                     if (--*remaining == 0) complete(run);
                 });
             },
@@ -129,8 +145,6 @@ void AnalysisOrchestrator::recountPeople(const RunPointer& run) {
     }
 }
 
-void AnalysisOrchestrator::complete(const RunPointer& run) {
-    if (!run->isSuperseded()) run->callbacks.onAllComplete();
-}
+void AnalysisOrchestrator::complete(const RunPointer& run) { run->callbacks.ending.tell(run->end()); }
 
 }  // namespace kelvaris

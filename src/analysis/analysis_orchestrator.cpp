@@ -1,5 +1,8 @@
 #include "analysis/analysis_orchestrator.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "analysis/analysis_run.h"
 #include "metadata/exif_service.h"
 #include "preferences/user_preferences.h"
@@ -24,6 +27,13 @@ bool isWorthAnotherTry(const std::optional<AnalysisResult>& result) {
             decision.reason == orientation_reason::inferenceBusy);
 }
 
+PhotoList presentPhotos(const PhotoList& photos) {
+    PhotoList present;
+    std::ranges::copy_if(photos, std::back_inserter(present),
+                         [](const PhotoPointer& photo) { return !photo->isMissing(); });
+    return present;
+}
+
 }  // namespace
 
 AnalysisOrchestrator::AnalysisOrchestrator(Tools tools)
@@ -45,12 +55,12 @@ void AnalysisOrchestrator::post(std::function<void()> task) {
     });
 }
 
-void AnalysisOrchestrator::analyzeRoll(const PhotoList& photos, const Path& sourceFolder, RollID rollID,
+void AnalysisOrchestrator::analyzeRoll(const PhotoList& roll, const Path& sourceFolder, RollID rollID,
                                        bool isBackground, AnalysisCallbacks callbacks) {
     const auto run = std::make_shared<Run>();
-    run->photos = photos;
-    run->roll = photos;
-    for (const PhotoPointer& photo : photos) {
+    run->photos = presentPhotos(roll);
+    run->roll = roll;
+    for (const PhotoPointer& photo : run->photos) {
         if (!photo->labelsAnalyzed()) run->pending.insert(photo->id());
     }
     run->cacheDirectory = tools_.thumbnailCacheBase / rollID.text();
@@ -59,14 +69,15 @@ void AnalysisOrchestrator::analyzeRoll(const PhotoList& photos, const Path& sour
     run->priority = isBackground ? OperationPriority::veryLow : OperationPriority::normal;
     run->callbacks = std::move(callbacks);
     start(run);
+    showFromCache(roll, run);
 }
 
 void AnalysisOrchestrator::reanalyze(const PhotoList& photos, const PhotoList& roll, bool isCloudHosted,
                                      AnalysisCallbacks callbacks) {
     const auto run = std::make_shared<Run>();
-    run->photos = photos;
+    run->photos = presentPhotos(photos);
     run->roll = roll;
-    for (const PhotoPointer& photo : photos) run->pending.insert(photo->id());
+    for (const PhotoPointer& photo : run->photos) run->pending.insert(photo->id());
     run->isCloudHosted = isCloudHosted;
     run->callbacks = std::move(callbacks);
     start(run);
@@ -87,15 +98,27 @@ void AnalysisOrchestrator::start(const RunPointer& run) {
     run->pixelSize = pixelSizeFor(tools_.preferences.deepAnalysisEnabled());
     for (const PhotoPointer& photo : run->photos) photo->setAnalysisGeneration(run->generation);
     pump(run);
-    if (run->photos.empty() && run->callbacks.onThumbnailsLoaded) run->callbacks.onThumbnailsLoaded();
-    if (run->pending.empty()) run->callbacks.onAllComplete();
+    checkLoaded(run);
+    if (run->pending.empty()) {
+        run->hasSettled = true;
+        run->callbacks.ending.tell(RunEnd::completed);
+    }
+    checkSettled(run);
 }
 
 void AnalysisOrchestrator::pump(const RunPointer& run) {
     while (run->requested < run->photos.size() && run->outstanding < Run::window) {
         const PhotoPointer& photo = run->photos[run->requested++];
-        if (run->pending.contains(photo->id())) ++run->outstanding;
-        loadThumbnailOf(run, photo);
+        const bool isPending = run->pending.contains(photo->id());
+        if (run->owns(*photo)) {
+            if (isPending) ++run->outstanding;
+            loadThumbnailOf(run, photo);
+            continue;
+        }
+        ++run->loaded;
+        if (!isPending) continue;
+        ++run->settled;
+        ++run->lost;
     }
 }
 
@@ -110,7 +133,7 @@ void AnalysisOrchestrator::loadThumbnailOf(const RunPointer& run, const PhotoPoi
         if (outcome.kind == Kind::fromSource) wasRead = true;
         if (outcome.kind == Kind::failed) wasRead = false;
         Image bitmap;
-        if (isPending && outcome.kind != Kind::failed) {
+        if (isPending && !request.isMissing && outcome.kind != Kind::failed) {
             bitmap = outcome.analysisBitmap;
             if (!bitmap) {
                 bitmap =
@@ -129,16 +152,34 @@ void AnalysisOrchestrator::finishThumbnail(const RunPointer& run, const PhotoPoi
                                            const Image& bitmap, std::optional<bool> wasRead) {
     if (wasRead && run->callbacks.onReadOutcome) run->callbacks.onReadOutcome(*wasRead);
     if (isPending) {
-        if (photo->analysisGeneration() == run->generation) photo->setThumbnailCGImage(bitmap);
+        if (run->owns(*photo)) photo->setThumbnailCGImage(bitmap);
         run->held.push_back(photo);
     }
     ++run->loaded;
-    const bool isLast = run->loaded == run->photos.size();
-    if (isLast) {
-        if (run->callbacks.onThumbnailsLoaded) run->callbacks.onThumbnailsLoaded();
-        if (run->readsDates) readDates(run->photos);
+    run->photoFinished();
+    if (run->held.size() == Run::window) dispatchHeld(run);
+    checkLoaded(run);
+}
+
+void AnalysisOrchestrator::checkLoaded(const RunPointer& run) {
+    if (run->hasLoaded || run->loaded < run->photos.size()) return;
+    run->hasLoaded = true;
+    if (run->callbacks.onThumbnailsLoaded) run->callbacks.onThumbnailsLoaded();
+    const auto isOwn = [&run](const PhotoPointer& photo) { return run->owns(*photo); };
+    if (run->readsDates && std::ranges::any_of(run->photos, isOwn)) readDates(run->photos);
+    dispatchHeld(run);
+}
+
+void AnalysisOrchestrator::showFromCache(const PhotoList& photos, const RunPointer& run) {
+    for (const PhotoPointer& photo : photos) {
+        if (!photo->isMissing()) continue;
+        thumbnailQueueFor(run->isCloudHosted)
+            .add(
+                [this, request = ThumbnailRequest(photo), cacheDirectory = run->cacheDirectory] {
+                    loadThumbnail(request, cacheDirectory, tools_.thumbnails);
+                },
+                run->priority);
     }
-    if (isLast || run->held.size() == Run::window) dispatchHeld(run);
 }
 
 void AnalysisOrchestrator::dispatchHeld(const RunPointer& run) {
@@ -149,6 +190,7 @@ void AnalysisOrchestrator::readDates(const PhotoList& photos) {
     std::vector<ThumbnailRequest> requests(photos.begin(), photos.end());
     utilityQueue_->add([this, requests = std::move(requests)] {
         for (const ThumbnailRequest& request : requests) {
+            if (request.isMissing) continue;
             const auto date = tools_.thumbnails.exif.readEXIFDate(request.sourceURL);
             post([request, date] {
                 if (request.photo->sourceURL() == request.sourceURL) request.photo->setExifDateTaken(date);
@@ -159,8 +201,13 @@ void AnalysisOrchestrator::readDates(const PhotoList& photos) {
 
 void AnalysisOrchestrator::dispatchAnalysis(const RunPointer& run, const PhotoPointer& photo,
                                             bool retryOrientationFailure) {
-    if (photo->analysisGeneration() != run->generation) {
-        release(run);
+    if (!run->owns(*photo)) {
+        ++run->lost;
+        settle(run);
+        return;
+    }
+    if (photo->isMissing() && !photo->thumbnailCGImage()) {
+        settle(run);
         return;
     }
     const AnalysisSwitches switches = AnalysisSwitches::of(tools_.preferences);
@@ -192,8 +239,9 @@ void AnalysisOrchestrator::dispatchAnalysis(const RunPointer& run, const PhotoPo
 void AnalysisOrchestrator::finishAttempt(const RunPointer& run, const Attempt& attempt, const Image& frame,
                                          const std::optional<AnalysisResult>& result) {
     const PhotoPointer& photo = attempt.photo;
-    if (photo->analysisGeneration() != run->generation) {
-        release(run);
+    if (!run->owns(*photo)) {
+        ++run->lost;
+        settle(run);
         return;
     }
     const bool isSameFile = photo->sourceURL() == attempt.sourceURL;
@@ -210,18 +258,31 @@ void AnalysisOrchestrator::finishAttempt(const RunPointer& run, const Attempt& a
     if (result) {
         photo->setLoadState(PhotoItem::LoadState::loaded);
         run->callbacks.onPhotoAnalyzed(photo, *result);
-    } else {
+        ++run->understood;
+    } else if (!photo->isMissing()) {  // one that has gone meanwhile keeps what it has
         photo->setLabelsAnalyzed(true);
         photo->setLoadState(PhotoItem::LoadState::failed);
     }
-    ++run->analyzed;
-    release(run);
-    if (run->analyzed == run->pending.size()) finishAnalysis(run);
+    run->photoFinished();
+    settle(run);
 }
 
-void AnalysisOrchestrator::release(const RunPointer& run) {
+void AnalysisOrchestrator::settle(const RunPointer& run) {
     --run->outstanding;
+    ++run->settled;
     pump(run);
+    checkLoaded(run);
+    checkSettled(run);
+}
+
+void AnalysisOrchestrator::checkSettled(const RunPointer& run) {
+    if (run->hasSettled || run->settled < run->pending.size()) return;
+    run->hasSettled = true;
+    if (run->lost > 0) {
+        run->callbacks.ending.tell(RunEnd::cancelled);
+    } else {
+        finishAnalysis(run);
+    }
 }
 
 }  // namespace kelvaris

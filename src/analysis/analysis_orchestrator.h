@@ -26,7 +26,8 @@ class UserPreferences;
 /// written on the main thread behind a test that the photo has not moved on.
 ///
 /// A run is known by the generation that it stamps on its photos. A later run overwrites the stamps: what
-/// the earlier one has still under way is dropped when it arrives, and it never completes.
+/// the earlier one has still under way is dropped when it arrives, what it has not begun is left, and it
+/// ends as cancelled. So does a run whose photos were given another stamp to call it off.
 class AnalysisOrchestrator final : public AnalysisPipeline {
 public:
     /// Everything handed in by reference must outlive the orchestrator.
@@ -44,7 +45,7 @@ public:
     };
 
     explicit AnalysisOrchestrator(Tools tools);
-    /// Passes over rolls that are under way end at their next photo.
+    /// Passes over rolls that are under way end at their next photo, and all runs as cancelled.
     ~AnalysisOrchestrator() override;
 
     void analyzeRoll(const PhotoList& photos, const Path& sourceFolder, RollID rollID, bool isBackground,
@@ -81,6 +82,8 @@ private:
     void loadThumbnailOf(const RunPointer& run, const PhotoPointer& photo);
     void finishThumbnail(const RunPointer& run, const PhotoPointer& photo, bool isPending,
                          const Image& bitmap, std::optional<bool> wasRead);
+    void checkLoaded(const RunPointer& run);
+    void showFromCache(const PhotoList& photos, const RunPointer& run);
     void dispatchHeld(const RunPointer& run);
     void readDates(const PhotoList& photos);
 
@@ -88,7 +91,8 @@ private:
     void dispatchAnalysis(const RunPointer& run, const PhotoPointer& photo, bool retryOrientationFailure);
     void finishAttempt(const RunPointer& run, const Attempt& attempt, const Image& frame,
                        const std::optional<AnalysisResult>& result);
-    void release(const RunPointer& run);
+    void settle(const RunPointer& run);
+    void checkSettled(const RunPointer& run);
 
     // The end of a run
     void finishAnalysis(const RunPointer& run);

@@ -25,6 +25,7 @@ void AnalysisOrchestrator::refreshDiscovery(const PhotoList& photos, AnalysisCan
 
     std::vector<PhotoSnapshot> snapshots;
     for (const PhotoPointer& photo : photos) {
+        if (photo->isMissing()) continue;
         if (photo->discoveryRevision() != target.revision ||
             hasIncompleteDiscovery(target.requested, DiscoveryState::of(*photo))) {
             snapshots.push_back(PhotoSnapshot::of(photo));

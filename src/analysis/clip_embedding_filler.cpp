@@ -14,7 +14,8 @@ void ClipEmbeddingFiller::ensureCLIPEmbeddings(const PhotoList& photos, std::fun
     if (!embedder_.isEnabled()) return;
     std::vector<PhotoSnapshot> snapshots;
     for (const PhotoPointer& photo : photos) {
-        if (photo->clipEmbedding() || !clipInFlightIDs_.insert(photo->id()).second) continue;
+        if (photo->isMissing() || photo->clipEmbedding() || !clipInFlightIDs_.insert(photo->id()).second)
+            continue;
         snapshots.push_back(PhotoSnapshot::of(photo));
     }
     if (snapshots.empty()) return;

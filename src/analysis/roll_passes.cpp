@@ -42,13 +42,14 @@ void RollPasses::run(const std::vector<PhotoSnapshot>& snapshots, const Request&
     Passes passes = readyPasses(request.switches);
     if (!passes.any()) return;
     for (const PhotoSnapshot& snapshot : snapshots) {
-        if (request.cancellation->isCancelled()) return;
+        if (request.isCancelled()) return;
         if (!snapshot.eligible) continue;
         SnapshotFrames frames(loading_, snapshot);
         if (passes.scores.isReady) score(snapshot, frames, passes);
         if (passes.places.isReady) findPlaces(snapshot, frames, passes);
         if (passes.styles.isReady) findStyles(snapshot, frames, passes);
         if (passes.faces.isReady) findFaces(snapshot, frames, request, passes);
+        if (request.onPhotoFinished) post_(request.onPhotoFinished);
     }
     if (passes.scores.isReady) {
         log::info(category, "NIMA scoring complete: {} photos scored", passes.scores.done);

@@ -5,7 +5,6 @@
 #include <unordered_set>
 #include <vector>
 
-#include "analysis/analysis_cancellation.h"
 #include "analysis/model_services.h"
 #include "analysis/photo_analysis_service.h"
 #include "analysis/snapshot_frames.h"
@@ -23,9 +22,12 @@ public:
 
     struct Request {
         AnalysisSwitches switches;
-        AnalysisCancellationPointer cancellation;
+        /// Whether the passes end before the next photo; asked on the worker.
+        std::function<bool()> isCancelled;
         /// People of a photo that was looked at in the size of the recount; on the main thread.
         std::function<void(const PhotoSnapshot&, int)> onPeopleCounted;
+        /// After each photo that was looked at; on the main thread. May be empty.
+        std::function<void()> onPhotoFinished;
     };
 
     /// Runs what is ready over the eligible snapshots, in order. On a worker, which it blocks. What is found

@@ -25,6 +25,8 @@
 
 namespace kelvaris {
 
+struct RunListener;
+
 enum class AppField {
     rolls,
     activeRoll,
@@ -162,7 +164,13 @@ public:
 
     // --- Background analysis -----------------------------------------------------------------------
 
+    /// Queues those of the rolls that are not loaded and need it, each once.
     void enqueueBackgroundAnalysis(const std::vector<RollPointer>& rolls);
+    /// Ends the analysis of a roll that is being taken away, or its wait for it; the queue goes on at once.
+    /// Results under way are dropped. The roll can be queued again.
+    void callOffAnalysis(const RollPointer& roll);
+    /// The same for all rolls; nothing is queued or runs for the queue afterwards.
+    void callOffAllAnalysis();
     const std::deque<RollID>& backgroundAnalysisQueue() const { return backgroundAnalysisQueue_; }
     std::optional<RollID> backgroundAnalyzingRollID() const { return backgroundAnalyzingRollID_; }
     /// Whether any roll is being analysed or waits for it.
@@ -220,7 +228,9 @@ private:
     void warnAboutCloudRolls(const std::vector<RollPointer>& rolls);
 
     void processNextBackgroundRoll();
-    void finishBackgroundRoll(const std::weak_ptr<FilmRoll>& roll);
+    RunListener backgroundListener(const RollPointer& roll);
+    void settleBackgroundRoll(const RollPointer& roll);
+    void leaveBackgroundRun();
 
     AppServices services_;
     std::vector<RollPointer> rolls_;
@@ -229,6 +239,7 @@ private:
     NavigationHistory navigationHistory_;
     std::deque<RollID> backgroundAnalysisQueue_;
     std::optional<RollID> backgroundAnalyzingRollID_;
+    RunStamp backgroundRun_ = RunStamp::random();  ///< the run that the queue waits for
     std::set<CloudStorageProvider> cloudWarningShown_;
     StartMode startMode_ = StartMode::screen;
     int runningFolderSearches_ = 0;

@@ -34,11 +34,11 @@ void AppViewModel::restoreFromMirror(const Path& folder, std::function<void(std:
 }
 
 void AppViewModel::reloadAfterRestore() {
-    // What waits to be saved is older than what was just restored.
+    // What waits to be saved, or is still being found, is older than what was just restored.
+    callOffAllAnalysis();
     services_.vault.cancelPendingSaves();
     setActiveRoll(nullptr);
     setRolls({});
-    backgroundAnalysisQueue_.clear();
     services_.library.imageCache.removeAll();
     services_.preferences.loadFromVault();
     restoreRolls(startMode_);
@@ -50,7 +50,7 @@ void AppViewModel::resetAllData() {
     services_.vault.cancelPendingSaves();
     services_.preferences.cancelVaultSync();
     services_.favorites.cancelPendingSave();
-    backgroundAnalysisQueue_.clear();
+    callOffAllAnalysis();
     setActiveRoll(nullptr);
     setRolls({});
     services_.library.imageCache.removeAll();

@@ -183,7 +183,7 @@ bool AppViewModel::reopenRoll(const RollPointer& roll, const Path& folder, bool 
         if (!relocateRoll(roll, folder)) return false;
     }
     if (!batchMode) showRoll(roll, true);
-    if (!roll->isAnalyzing()) smartReanalyze(*roll, nullptr);
+    if (!roll->isAnalyzing()) smartReanalyze(*roll);
     return true;
 }
 

@@ -31,7 +31,7 @@ Result<void, std::string> AppViewModel::takeOutRoll(const RollPointer& removed) 
     std::vector<RollPointer> rest = rolls_;
     std::erase(rest, roll);
     setRolls(std::move(rest));
-    std::erase(backgroundAnalysisQueue_, roll->id());
+    callOffAnalysis(roll);
     if (roll->folderBookmarkData() && !roll->isDisconnected())
         services_.folders.endAccess(roll->sourceFolder());
     services_.library.play(Sound::remove);

@@ -22,7 +22,7 @@ void reanalyzeSequentially(const WaitingRolls& waiting) {
         const RollPointer roll = waiting->front().lock();
         waiting->pop_front();
         if (!roll || roll->isDisconnected()) continue;
-        if (reanalyzeAllPhotos(*roll, [waiting] { reanalyzeSequentially(waiting); })) return;
+        if (reanalyzeAllPhotos(*roll, {.onReleased = [waiting] { reanalyzeSequentially(waiting); }})) return;
     }
 }
 

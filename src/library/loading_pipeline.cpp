@@ -1,6 +1,7 @@
 #include "library/loading_pipeline.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "vocabulary/cloud_storage_provider.h"
 
@@ -11,7 +12,7 @@ struct LoadingPipeline::Run {
     RunStamp generation = RunStamp::random();
     PhotoList photos;
     std::size_t remaining = 0;
-    bool completesAtEnd = true;
+    std::size_t unreadable = 0;
     AnalysisCallbacks callbacks;
 
     bool isSuperseded() const {
@@ -20,10 +21,20 @@ struct LoadingPipeline::Run {
         });
     }
 
+    RunEnd end() const {
+        if (isSuperseded()) return RunEnd::cancelled;
+        return unreadable > 0 && unreadable == photos.size() ? RunEnd::failed : RunEnd::completed;
+    }
+
     void finishPhoto() {
-        if (--remaining > 0) return;
+        --remaining;
+        if (callbacks.onPhotoFinished) callbacks.onPhotoFinished();
+        if (remaining == 0) finish();
+    }
+
+    void finish() {
         if (callbacks.onThumbnailsLoaded) callbacks.onThumbnailsLoaded();
-        if (completesAtEnd && !isSuperseded()) callbacks.onAllComplete();
+        callbacks.ending.tell(end());
     }
 };
 
@@ -37,33 +48,37 @@ LoadingPipeline::LoadingPipeline(ThumbnailTools tools, OperationQueueFactory& qu
 
 void LoadingPipeline::analyzeRoll(const PhotoList& photos, const Path& sourceFolder, RollID rollID,
                                   bool isBackground, AnalysisCallbacks callbacks) {
-    auto run = std::make_shared<Run>();
-    run->photos = photos;
-    run->callbacks = std::move(callbacks);
-    const bool hasPending = std::any_of(photos.begin(), photos.end(),
+    const auto run = begin(photos, std::move(callbacks));
+    const Path cacheDirectory = thumbnailCacheBase_ / rollID.text();
+    const bool isCloudHosted = detectCloudStorage(sourceFolder, home_).has_value();
+    const bool hasPending = std::any_of(run->photos.begin(), run->photos.end(),
                                         [](const PhotoPointer& photo) { return !photo->labelsAnalyzed(); });
-    for (const PhotoPointer& photo : photos) photo->setAnalysisGeneration(run->generation);
-    load(photos, thumbnailCacheBase_ / rollID.text(), detectCloudStorage(sourceFolder, home_).has_value(),
-         isBackground ? OperationPriority::veryLow : OperationPriority::normal, run);
-    if (!hasPending) {
-        run->completesAtEnd = false;
-        run->callbacks.onAllComplete();
-    }
+    load(run, cacheDirectory, isCloudHosted,
+         isBackground ? OperationPriority::veryLow : OperationPriority::normal);
+    showFromCache(photos, cacheDirectory, isCloudHosted);
+    if (!hasPending) run->callbacks.ending.tell(RunEnd::completed);
 }
 
 void LoadingPipeline::reanalyze(const PhotoList& photos, const PhotoList& /*roll*/, bool isCloudHosted,
                                 AnalysisCallbacks callbacks) {
-    auto run = std::make_shared<Run>();
-    run->photos = photos;
-    run->callbacks = std::move(callbacks);
-    for (const PhotoPointer& photo : photos) photo->setAnalysisGeneration(run->generation);
-    load(photos, std::nullopt, isCloudHosted, OperationPriority::normal, run);
+    load(begin(photos, std::move(callbacks)), std::nullopt, isCloudHosted, OperationPriority::normal);
 }
 
-void LoadingPipeline::load(const PhotoList& photos, const std::optional<Path>& cacheDirectory,
-                           bool isCloudHosted, OperationPriority priority, const std::shared_ptr<Run>& run) {
-    run->remaining = photos.size();
-    for (const PhotoPointer& photo : photos) {
+std::shared_ptr<LoadingPipeline::Run> LoadingPipeline::begin(const PhotoList& photos,
+                                                             AnalysisCallbacks callbacks) {
+    auto run = std::make_shared<Run>();
+    std::ranges::copy_if(photos, std::back_inserter(run->photos),
+                         [](const PhotoPointer& photo) { return !photo->isMissing(); });
+    run->remaining = run->photos.size();
+    run->callbacks = std::move(callbacks);
+    for (const PhotoPointer& photo : run->photos) photo->setAnalysisGeneration(run->generation);
+    return run;
+}
+
+void LoadingPipeline::load(const std::shared_ptr<Run>& run, const std::optional<Path>& cacheDirectory,
+                           bool isCloudHosted, OperationPriority priority) {
+    if (run->photos.empty()) run->finish();
+    for (const PhotoPointer& photo : run->photos) {
         queueFor(isCloudHosted)
             .add(
                 [this, request = ThumbnailRequest(photo), cacheDirectory, run] {
@@ -73,7 +88,9 @@ void LoadingPipeline::load(const PhotoList& photos, const std::optional<Path>& c
                         using Kind = ThumbnailOutcome::Kind;
                         if (photo->analysisGeneration() == run->generation) photo->setExifDateTaken(taken);
                         // A file that cannot be read has had its pass: there is nothing to wait for.
-                        if (outcome == Kind::failed) photo->setLabelsAnalyzed(true);
+                        // One that has gone meanwhile keeps what it has.
+                        if (outcome == Kind::failed && !photo->isMissing()) photo->setLabelsAnalyzed(true);
+                        if (outcome == Kind::failed) ++run->unreadable;
                         const bool wasRead = outcome == Kind::fromSource || outcome == Kind::failed;
                         if (wasRead && run->callbacks.onReadOutcome) {
                             run->callbacks.onReadOutcome(outcome == Kind::fromSource);
@@ -82,6 +99,15 @@ void LoadingPipeline::load(const PhotoList& photos, const std::optional<Path>& c
                     });
                 },
                 priority);
+    }
+}
+
+void LoadingPipeline::showFromCache(const PhotoList& photos, const Path& cacheDirectory, bool isCloudHosted) {
+    for (const PhotoPointer& photo : photos) {
+        if (!photo->isMissing()) continue;
+        queueFor(isCloudHosted).add([this, request = ThumbnailRequest(photo), cacheDirectory] {
+            loadThumbnail(request, cacheDirectory, tools_);
+        });
     }
 }
 

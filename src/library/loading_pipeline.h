@@ -26,8 +26,11 @@ public:
 private:
     struct Run;
 
-    void load(const PhotoList& photos, const std::optional<Path>& cacheDirectory, bool isCloudHosted,
-              OperationPriority priority, const std::shared_ptr<Run>& run);
+    /// The run over those of the photos that are there.
+    static std::shared_ptr<Run> begin(const PhotoList& photos, AnalysisCallbacks callbacks);
+    void load(const std::shared_ptr<Run>& run, const std::optional<Path>& cacheDirectory, bool isCloudHosted,
+              OperationPriority priority);
+    void showFromCache(const PhotoList& photos, const Path& cacheDirectory, bool isCloudHosted);
     OperationQueue& queueFor(bool isCloudHosted) {
         return isCloudHosted ? *cloudThumbnailQueue_ : *thumbnailQueue_;
     }

@@ -35,7 +35,7 @@ ThumbnailOutcome failed(const ThumbnailRequest& request, const ThumbnailTools& t
 }  // namespace
 
 ThumbnailRequest::ThumbnailRequest(PhotoPointer photo)
-    : photo(std::move(photo)), sourceURL(this->photo->sourceURL()) {}
+    : photo(std::move(photo)), sourceURL(this->photo->sourceURL()), isMissing(this->photo->isMissing()) {}
 
 ThumbnailOutcome loadThumbnail(const ThumbnailRequest& request, const std::optional<Path>& cacheDirectory,
                                const ThumbnailTools& tools, int bitmapPixelSize) {
@@ -50,6 +50,7 @@ ThumbnailOutcome loadThumbnail(const ThumbnailRequest& request, const std::optio
         }
     }
 
+    if (request.isMissing) return {ThumbnailOutcome::Kind::missing, nullptr};
     auto source = tools.images.open(request.sourceURL);
     if (!source) {
         log::error("Images", "Could not open {}: {}", photo->filename(), source.error().message);

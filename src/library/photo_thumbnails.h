@@ -15,6 +15,7 @@ struct ThumbnailRequest {
 
     PhotoPointer photo;
     Path sourceURL;  ///< as it stood when the work was given out
+    bool isMissing;  ///< the cache alone is asked
 };
 
 /// The tools of a worker that loads thumbnails.
@@ -31,6 +32,7 @@ struct ThumbnailOutcome {
         fromCache,   ///< the source was not touched
         fromSource,  ///< the source was read
         failed,      ///< the source could not be read
+        missing,     ///< the source is known to be gone, and the cache has nothing
     };
     Kind kind;
     Image analysisBitmap;  ///< of fromSource: for whoever analyses the photo

@@ -10,43 +10,84 @@
 namespace kelvaris {
 namespace {
 
+constexpr std::chrono::seconds turnCheck{5};
 constexpr Spring resultSpring{.response = 0.3, .dampingFraction = 0.9, .blendDuration = 0.0};
 
-/// One run of analysis as its roll sees it. Time-out and real end share it, so that whichever comes
-/// first calls the completion and the other finds nothing left to do.
-struct Run {
-    RunStamp stamp = RunStamp::random();
-    std::function<void()> completion;
-    TimerHandle timeout;
-
-    void complete() {
-        timeout.cancel();
-        if (const auto action = std::exchange(completion, nullptr)) action();
+/// One run of analysis as its roll and its starter see it. Main thread.
+class RollRun : public std::enable_shared_from_this<RollRun> {
+public:
+    RollRun(FilmRoll& roll, std::chrono::seconds patience, RunListener listener)
+        : roll_(roll.weak_from_this()),
+          main_(roll.services().main),
+          patience_(patience),
+          listener_(std::move(listener)) {
+        roll.setAnalysisRunID(stamp_);
     }
+
+    /// Shows the roll as being analysed, as long as photos are finished.
+    void showWork() {
+        if (const RollPointer roll = roll_.lock()) roll->setIsAnalyzing(true);
+        photoFinished();
+        watch();
+    }
+
+    void photoFinished() { lastFinished_ = main_.clock().now(); }
+
+    void end(RunEnd end, const std::function<void(FilmRoll&, RunEnd)>& atEnd) {
+        quiet_.cancel();
+        if (const RollPointer roll = currentRoll()) {
+            roll->setIsAnalyzing(false);
+            if (atEnd) atEnd(*roll, end);
+        }
+        if (const auto heard = std::exchange(listener_.onEnd, nullptr)) heard(end);
+        release();
+    }
+
+private:
+    /// None when the roll has gone or a later run has begun.
+    RollPointer currentRoll() const {
+        RollPointer roll = roll_.lock();
+        return roll && roll->analysisRunID() == stamp_ ? roll : nullptr;
+    }
+
+    /// One timer for the whole run, which looks at how long the latest photo is ago.
+    void watch() {
+        std::chrono::nanoseconds delay = lastFinished_ + patience_ - main_.clock().now();
+        // A run that stands behind other work has its whole patience from the moment on that it does not.
+        if (listener_.isWaitingItsTurn) delay = std::min<std::chrono::nanoseconds>(delay, turnCheck);
+        quiet_ = main_.postAfter(delay, [self = shared_from_this()] { self->look(); });
+    }
+
+    void look() {
+        if (listener_.isWaitingItsTurn && listener_.isWaitingItsTurn()) photoFinished();
+        if (main_.clock().now() < lastFinished_ + patience_) {
+            watch();
+            return;
+        }
+        if (const RollPointer roll = currentRoll()) {
+            log::info("FilmRoll", "Analysis of {} did not finish in time", roll->name());
+            roll->setIsAnalyzing(false);
+        }
+        release();
+    }
+
+    void release() {
+        listener_.isWaitingItsTurn = nullptr;
+        if (const auto action = std::exchange(listener_.onReleased, nullptr)) action();
+    }
+
+    const RunStamp stamp_ = RunStamp::random();
+    const std::weak_ptr<FilmRoll> roll_;
+    MainQueue& main_;
+    const std::chrono::nanoseconds patience_;
+    RunListener listener_;
+    MonotonicTime lastFinished_;
+    TimerHandle quiet_;
 };
 
-/// Stamps the roll with a new run; with work to do it shows as analysing, at most until the time-out.
-std::shared_ptr<Run> beginRun(FilmRoll& roll, bool hasWork, std::chrono::seconds timeout,
-                              std::function<void()> completion) {
-    auto run = std::make_shared<Run>();
-    run->completion = std::move(completion);
-    roll.setAnalysisRunID(run->stamp);
-    if (!hasWork) return run;
-
-    roll.setIsAnalyzing(true);
-    run->timeout = roll.services().main.postAfter(timeout, [weak = roll.weak_from_this(), run] {
-        const RollPointer living = weak.lock();
-        if (!living || !living->isAnalyzing() || living->analysisRunID() != run->stamp) return;
-        log::info("FilmRoll", "Analysis of {} did not finish in time", living->name());
-        living->setIsAnalyzing(false);
-        run->complete();
-    });
-    return run;
-}
-
 /// @param atEnd called with the roll at the end of the run, when no later one has begun; may be empty.
-AnalysisCallbacks callbacksOf(FilmRoll& roll, const std::shared_ptr<Run>& run,
-                              std::function<void(FilmRoll&)> atEnd) {
+AnalysisCallbacks callbacksOf(FilmRoll& roll, const std::shared_ptr<RollRun>& run,
+                              std::function<void(FilmRoll&, RunEnd)> atEnd) {
     const std::weak_ptr<FilmRoll> weak = roll.weak_from_this();
     AnalysisCallbacks callbacks;
     callbacks.onPhotoAnalyzed = [weak](const PhotoPointer& photo, const AnalysisResult& result) {
@@ -57,13 +98,9 @@ AnalysisCallbacks callbacksOf(FilmRoll& roll, const std::shared_ptr<Run>& run,
     callbacks.onReadOutcome = [weak](bool success) {
         if (const RollPointer living = weak.lock()) recordCloudReadOutcome(*living, success);
     };
-    callbacks.onAllComplete = [weak, run, atEnd = std::move(atEnd)] {
-        const RollPointer living = weak.lock();
-        if (!living || living->analysisRunID() != run->stamp) return;
-        living->setIsAnalyzing(false);
-        if (atEnd) atEnd(*living);
-        run->complete();
-    };
+    callbacks.onPhotoFinished = [run] { run->photoFinished(); };
+    callbacks.ending = RunEnding(roll.services().main, weak,
+                                 [run, atEnd = std::move(atEnd)](RunEnd end) { run->end(end, atEnd); });
     return callbacks;
 }
 
@@ -85,38 +122,72 @@ void showRotationResult(const AnalysisResult& result, PhotoItem& photo, bool aut
     }
 }
 
-bool reanalyze(FilmRoll& roll, const PhotoList& photos, std::chrono::seconds timeout,
-               const std::string& subject, std::function<void()> onComplete) {
-    const auto run = beginRun(roll, true, timeout, std::move(onComplete));
+std::string countedPhotos(std::size_t count) { return countOf(static_cast<int>(count), "photo"); }
+
+/// @param chosen photos that are there.
+/// @param subject what the user is told of them.
+bool reanalyze(FilmRoll& roll, const PhotoList& chosen, std::chrono::seconds timeout,
+               const std::string& subject, RunListener listener) {
+    for (const PhotoPointer& photo : chosen) clearAIDerivedData(*photo);
+    const auto run = std::make_shared<RollRun>(roll, timeout, std::move(listener));
+    run->showWork();
     roll.setStatusNotification(StatusNotification::reanalyzing("Re-analyzing " + subject + "..."));
-    roll.services().analysis.reanalyze(
-        photos, roll.photos(), roll.isCloudHosted(), callbacksOf(roll, run, [subject](FilmRoll& living) {
+    const auto tell = [subject](FilmRoll& living, RunEnd end) {
+        if (end == RunEnd::completed) {
             living.setStatusNotification(StatusNotification::info("Re-analyzed " + subject));
-        }));
+        } else {
+            living.setStatusNotification(StatusNotification::error("Could not re-analyze " + subject));
+        }
+    };
+    roll.services().analysis.reanalyze(chosen, roll.photos(), roll.isCloudHosted(),
+                                       callbacksOf(roll, run, tell));
     return true;
 }
 
+bool isAtRest(const FilmRoll& roll) { return !roll.isAnalyzing() && !roll.isDisconnected(); }
+
 /// The routine behind smartReanalyze and reanalyzeAllPhotos.
-bool reanalyzeChosen(FilmRoll& roll, const PhotoList& chosen, std::function<void()> onComplete) {
-    if (chosen.empty() || roll.isAnalyzing()) return false;
-    for (const PhotoPointer& photo : chosen) clearAIDerivedData(*photo);
+template <class Choice>
+bool reanalyzeChosen(FilmRoll& roll, const Choice& isChosen, RunListener listener) {
+    PhotoList chosen;
+    for (const PhotoPointer& photo : roll.photos()) {
+        if (!photo->isMissing() && isChosen(*photo)) chosen.push_back(photo);
+    }
+    if (chosen.empty() || !isAtRest(roll)) return false;
     roll.resetCloudAvailability();
-    return reanalyze(roll, chosen, analysisTimeout, countOf(static_cast<int>(chosen.size()), "photo"),
-                     std::move(onComplete));
+    return reanalyze(roll, chosen, analysisTimeout, countedPhotos(chosen.size()), std::move(listener));
 }
 
 }  // namespace
 
-void startAnalysisPipeline(FilmRoll& roll, bool isBackground, std::function<void()> onComplete) {
-    const bool needsWork = std::any_of(roll.photos().begin(), roll.photos().end(),
-                                       [](const PhotoPointer& photo) { return !photo->labelsAnalyzed(); });
-    const auto run = beginRun(roll, needsWork, analysisTimeout, std::move(onComplete));
+bool needsAnalysis(const PhotoItem& photo) { return !photo.isMissing() && !photo.labelsAnalyzed(); }
+
+bool needsAnalysis(const FilmRoll& roll) {
+    return !roll.isDisconnected() && std::ranges::any_of(roll.photos(), [](const PhotoPointer& photo) {
+        return needsAnalysis(*photo);
+    });
+}
+
+void startAnalysisPipeline(FilmRoll& roll, bool isBackground, RunListener listener) {
+    const auto run = std::make_shared<RollRun>(roll, analysisTimeout, std::move(listener));
     AnalysisCallbacks callbacks = callbacksOf(roll, run, nullptr);
+    if (roll.isDisconnected()) {
+        callbacks.ending.tell(RunEnd::failed);
+        return;
+    }
+    if (needsAnalysis(roll)) run->showWork();
     callbacks.onThumbnailsLoaded = [weak = roll.weak_from_this()] {
         if (const RollPointer living = weak.lock()) lookUpPlaceNames(living);
     };
     roll.services().analysis.analyzeRoll(roll.photos(), roll.sourceFolder(), roll.id(), isBackground,
                                          std::move(callbacks));
+}
+
+void cancelAnalysis(FilmRoll& roll) {
+    const RunStamp nobodysRun = RunStamp::random();
+    for (const PhotoPointer& photo : roll.photos()) photo->setAnalysisGeneration(nobodysRun);
+    roll.setAnalysisRunID(RunStamp::random());
+    roll.setIsAnalyzing(false);
 }
 
 void applyAnalysisResult(FilmRoll& roll, const AnalysisResult& result, PhotoItem& photo,
@@ -178,24 +249,21 @@ void clearAIDerivedData(PhotoItem& photo) {
     }
 }
 
-bool smartReanalyze(FilmRoll& roll, std::function<void()> onComplete) {
-    PhotoList chosen;
-    for (const PhotoPointer& photo : roll.photos()) {
-        if (!photo->labelsAnalyzed() || photo->loadState() == PhotoItem::LoadState::failed) {
-            chosen.push_back(photo);
-        }
-    }
-    return reanalyzeChosen(roll, chosen, std::move(onComplete));
+bool smartReanalyze(FilmRoll& roll, RunListener listener) {
+    const auto isBehind = [](const PhotoItem& photo) {
+        return !photo.labelsAnalyzed() || photo.loadState() == PhotoItem::LoadState::failed;
+    };
+    return reanalyzeChosen(roll, isBehind, std::move(listener));
 }
 
-bool reanalyzeAllPhotos(FilmRoll& roll, std::function<void()> onComplete) {
-    return reanalyzeChosen(roll, roll.photos(), std::move(onComplete));
+bool reanalyzeAllPhotos(FilmRoll& roll, RunListener listener) {
+    return reanalyzeChosen(
+        roll, [](const PhotoItem&) { return true; }, std::move(listener));
 }
 
-bool smartReanalyzeSinglePhoto(FilmRoll& roll, const PhotoPointer& photo, std::function<void()> onComplete) {
-    if (roll.isAnalyzing()) return false;
-    clearAIDerivedData(*photo);
-    return reanalyze(roll, {photo}, singlePhotoTimeout, photo->filename(), std::move(onComplete));
+bool smartReanalyzeSinglePhoto(FilmRoll& roll, const PhotoPointer& photo, RunListener listener) {
+    if (photo->isMissing() || !isAtRest(roll)) return false;
+    return reanalyze(roll, {photo}, singlePhotoTimeout, photo->filename(), std::move(listener));
 }
 
 }  // namespace kelvaris

@@ -127,7 +127,7 @@ void showLoaded(FilmRoll& roll, bool analyze) {
     if (!roll.selectedPhoto()) selectPhoto(roll, roll.photos().empty() ? nullptr : roll.photos().front());
     if (!analyze) return;
 
-    startAnalysisPipeline(roll, false, nullptr);
+    startAnalysisPipeline(roll, false);
     roll.setStatusNotification(StatusNotification::opened(static_cast<int>(roll.photos().size())));
     staggerVisibility(roll);
 }
@@ -152,7 +152,7 @@ void staggerVisibility(FilmRoll& roll) {
 void activateAnalysis(FilmRoll& roll) {
     roll.setNeedsFullActivation(false);
     if (roll.isDisconnected() || roll.photos().empty() || roll.isAnalyzing()) return;
-    startAnalysisPipeline(roll, false, nullptr);
+    startAnalysisPipeline(roll, false);
     staggerVisibility(roll);
 }
 

@@ -15,6 +15,7 @@ namespace {
 using enum PhotoLabel;
 using namespace std::chrono_literals;
 using LoadState = PhotoItem::LoadState;
+using Ends = std::vector<RunEnd>;
 
 /// Stripes that are sharp and well exposed.
 Bitmap stripes(int width, int height) {
@@ -53,18 +54,25 @@ protected:
                                      return decision;
                                  },
                                  nullptr};
-    AnalysisOrchestrator orchestrator{{.thumbnails = thumbnailTools(),
-                                       .loading = loading,
-                                       .analysis = service,
-                                       .preferences = preferences,
-                                       .shell = machine.shell,
-                                       .animator = animator,
-                                       .queues = machine.queues,
-                                       .thumbnailCacheBase = Path("/home/user/.cache/Kelvaris/thumbnails"),
-                                       .home = machine.places.home}};
+    AnalysisOrchestrator::Tools tools() {
+        return {.thumbnails = thumbnailTools(),
+                .loading = loading,
+                .analysis = service,
+                .preferences = preferences,
+                .shell = machine.shell,
+                .animator = animator,
+                .queues = machine.queues,
+                .thumbnailCacheBase = Path("/home/user/.cache/Kelvaris/thumbnails"),
+                .home = machine.places.home};
+    }
+    AnalysisOrchestrator orchestrator{tools()};
     LibraryServices analysisServices = servicesWith(orchestrator);
     int done = 0;
-    const std::function<void()> countDone = [this] { ++done; };
+    std::vector<RunEnd> ends;
+    const RunListener countDone{.onEnd = [this](RunEnd end) {
+        ++done;
+        ends.push_back(end);
+    }};
 };
 
 TEST_F(AnalysisOrchestratorTest, ARollIsAnalysedToTheEndWithOneDecodeForThumbnailAndAnalysis) {
@@ -132,7 +140,7 @@ TEST_F(AnalysisOrchestratorTest, ARollInTheCloudIsFetchedByTwosInBothKindsOfRun)
     EXPECT_EQ(done, 2);
 }
 
-/// Whatever a run waits for when its roll is closed, it ends without a word and keeps no photo.
+/// Whatever a run waits for when its roll is closed, it says so once and keeps no photo.
 TEST_F(AnalysisOrchestratorTest, ARollThatIsClosedInMidRunLeavesNothingBehind) {
     using Step = std::function<void()>;
     const std::vector<Step> steps = {
@@ -149,8 +157,8 @@ TEST_F(AnalysisOrchestratorTest, ARollThatIsClosedInMidRunLeavesNothingBehind) {
         startAnalysisPipeline(*roll, false, countDone);
         for (std::size_t step = 0; step <= last; ++step) steps[step]();
         roll.reset();
-        machine.advance(2min);
-        EXPECT_EQ(done, 0) << last;
+        machine.settle();
+        EXPECT_EQ(std::exchange(ends, {}), Ends{RunEnd::subjectGone}) << last;
         EXPECT_TRUE(photo.expired()) << last;
     }
 }
@@ -202,10 +210,10 @@ TEST_F(AnalysisOrchestratorTest, ARunOfManyTroublesEndsOnce) {
     // The screen stops waiting before the run is at its end.
     machine.clock.advance(61s);
     machine.main.drain();
-    EXPECT_EQ(done, 1);
+    EXPECT_EQ(done, 0);
     EXPECT_FALSE(roll->isAnalyzing());
     machine.settle();
-    EXPECT_EQ(done, 1);
+    EXPECT_EQ(ends, Ends{RunEnd::completed});
     for (const PhotoPointer& photo : roll->photos()) EXPECT_TRUE(photo->labelsAnalyzed());
     machine.advance(2min);
     EXPECT_EQ(done, 1);
@@ -257,29 +265,142 @@ TEST_F(AnalysisOrchestratorTest, ABusyOrientationModelIsAskedOnceMore) {
 
     decision.reason = std::string(orientation_reason::modelMissing);
     const auto other = openRoll(1);
-    startAnalysisPipeline(*other, false, nullptr);
+    startAnalysisPipeline(*other, false);
     machine.settle();
     EXPECT_EQ(assessedDeep.size(), 3U);
 }
 
 TEST_F(AnalysisOrchestratorTest, ALaterRunTakesThePhotosOver) {
     const auto roll = openRoll(3);
-    int first = 0;
-    int second = 0;
     int analyzed = 0;
-    const auto callbacks = [&](int& count) {
+    const auto callbacks = [&] {
         return AnalysisCallbacks{
             .onPhotoAnalyzed = [&](const PhotoPointer&, const AnalysisResult&) { ++analyzed; },
-            .onAllComplete = [&count] { ++count; }};
+            .ending = RunEnding(machine.main, std::weak_ptr(roll), countDone.onEnd)};
     };
-    orchestrator.analyzeRoll(roll->photos(), roll->sourceFolder(), roll->id(), false, callbacks(first));
+    orchestrator.analyzeRoll(roll->photos(), roll->sourceFolder(), roll->id(), false, callbacks());
     loadThumbnails();
     queue("com.kelvaris.analysis").runAll();
-    orchestrator.reanalyze(roll->photos(), roll->photos(), false, callbacks(second));
+    orchestrator.reanalyze(roll->photos(), roll->photos(), false, callbacks());
     machine.settle();
-    EXPECT_EQ(first, 0);
-    EXPECT_EQ(second, 1);
+    EXPECT_EQ(ends, (Ends{RunEnd::cancelled, RunEnd::completed}));
     EXPECT_EQ(analyzed, 3);
+
+    // A second look at one photo takes it from a run of all; what that found of the others stays.
+    orchestrator.reanalyze(roll->photos(), roll->photos(), false, callbacks());
+    orchestrator.reanalyze({roll->photos()[1]}, roll->photos(), false, callbacks());
+    machine.settle();
+    EXPECT_EQ(analyzed, 6);
+    EXPECT_EQ(done, 4);
+}
+
+TEST_F(AnalysisOrchestratorTest, ARunThatIsCalledOffLeavesWhatItHasNotBegun) {
+    preferences.set(settings::faceFinderEnabled, false);
+    const auto roll = openRoll(200);
+    startAnalysisPipeline(*roll, false, countDone);
+    loadThumbnails();
+    queue("com.kelvaris.analysis").runNext();
+    cancelAnalysis(*roll);
+    machine.settle();
+    EXPECT_EQ(ends, Ends{RunEnd::cancelled});
+    EXPECT_FALSE(roll->photos()[0]->labelsAnalyzed()) << "it was under way";
+    EXPECT_EQ(decodes(*roll->photos()[199]), 0);
+    startAnalysisPipeline(*roll, false, countDone);
+    machine.settle();
+    EXPECT_EQ(ends.back(), RunEnd::completed) << "and the roll can be analysed again";
+    EXPECT_TRUE(roll->photos()[199]->labelsAnalyzed());
+}
+
+TEST_F(AnalysisOrchestratorTest, ARunThatIsDroppedWithThePipelineStillEnds) {
+    auto own = std::make_unique<AnalysisOrchestrator>(tools());
+    LibraryServices ownServices = servicesWith(*own);
+    const auto roll = openedRoll(3, ownServices);
+    startAnalysisPipeline(*roll, false, countDone);
+    queue("com.kelvaris.thumbnails").runNext();
+    own.reset();
+    EXPECT_EQ(done, 0);
+    machine.settle();
+    EXPECT_EQ(ends, Ends{RunEnd::cancelled});
+    EXPECT_FALSE(roll->isAnalyzing());
+}
+
+TEST_F(AnalysisOrchestratorTest, ARollOfManySlowPhotosIsAnalysingToTheLast) {
+    const auto roll = openRoll(130);
+    machine.images.setDefaultPicture({.upright = stripes(12, 8)});
+    startAnalysisPipeline(*roll, false, countDone);
+    loadThumbnails();
+    // The pass over each photo and then the recount of people.
+    for (const char* name : {"com.kelvaris.analysis", "com.kelvaris.utility"}) {
+        while (queue(name).runNext()) {
+            ASSERT_TRUE(roll->isAnalyzing());
+            machine.clock.advance(40s);
+            machine.main.drain();
+            loadThumbnails();
+        }
+    }
+    EXPECT_EQ(ends, Ends{RunEnd::completed});
+    EXPECT_FALSE(roll->isAnalyzing());
+}
+
+TEST_F(AnalysisOrchestratorTest, WhatComesAfterTheTimeOutIsTaken) {
+    const auto roll = openRoll(2);
+    startAnalysisPipeline(*roll, false, countDone);
+    loadThumbnails();
+    machine.clock.advance(5min);
+    machine.main.drain();
+    EXPECT_FALSE(roll->isAnalyzing());
+    EXPECT_EQ(done, 0);
+    machine.settle();
+    EXPECT_EQ(ends, Ends{RunEnd::completed});
+    EXPECT_TRUE(roll->photos()[1]->labelsAnalyzed());
+}
+
+TEST_F(AnalysisOrchestratorTest, MissingPhotosKeepWhatTheyHaveAndAreNotOpened) {
+    const auto roll = openRoll(9);
+    startAnalysisPipeline(*roll, false);
+    machine.settle();
+    const auto gone =
+        std::ranges::find_if(roll->photos(), [](const auto& photo) { return photo->labels().contains(gem); });
+    ASSERT_NE(gone, roll->photos().end());
+    const PhotoPointer missing = *gone;
+    const PhotoLabelSet labels = missing->labels();
+    missing->setIsMissing(true);
+    missing->setPeopleCount(2);
+    const int opened = machine.images.openCount(missing->sourceURL());
+    ASSERT_TRUE(reanalyzeAllPhotos(*roll, countDone));
+    machine.settle();
+    orchestrator.reanalyze(roll->photos(), roll->photos(), false,
+                           {.onPhotoAnalyzed = [&](const PhotoPointer& photo, const AnalysisResult&) {
+                               EXPECT_NE(photo, missing);
+                           }});
+    machine.settle();
+    bool hasRefreshed = false;
+    missing->setDiscoveryRevision("behind");
+    orchestrator.refreshDiscovery(roll->photos(), std::make_shared<AnalysisCancellation>(), nullptr,
+                                  [&] { hasRefreshed = true; });
+    machine.settle();
+    EXPECT_EQ(ends, Ends{RunEnd::completed});
+    EXPECT_TRUE(hasRefreshed);
+    EXPECT_EQ(missing->discoveryRevision(), "behind");
+    EXPECT_EQ(missing->labels(), labels) << "it may stay a gem";
+    EXPECT_EQ(missing->peopleCount(), 2);
+    EXPECT_EQ(machine.images.openCount(missing->sourceURL()), opened);
+    EXPECT_EQ(std::ranges::count_if(roll->photos(), [](const auto& p) { return p->labels().contains(gem); }),
+              2);
+}
+
+TEST_F(AnalysisOrchestratorTest, APhotoThatGoesInMidRunIsNotTakenForOneThatWasLookedAt) {
+    const auto roll = openRoll(3);
+    startAnalysisPipeline(*roll, false, countDone);
+    queue("com.kelvaris.thumbnails").runNext();
+    for (const PhotoPointer& photo : roll->photos()) {
+        machine.files.erase(photo->sourceURL());
+        photo->setIsMissing(true);
+    }
+    machine.settle();
+    EXPECT_TRUE(roll->photos()[0]->labelsAnalyzed()) << "it was read in time";
+    EXPECT_FALSE(roll->photos()[1]->labelsAnalyzed());
+    EXPECT_EQ(ends, Ends{RunEnd::completed});
 }
 
 TEST_F(AnalysisOrchestratorTest, FilesThatCannotBeReadFailAloneAndTheRunEnds) {

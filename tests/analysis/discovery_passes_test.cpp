@@ -36,7 +36,7 @@ protected:
     RollPointer openRoll(int photoCount) { return openedRoll(photoCount, analysisServices); }
     RollPointer analyzedRoll(int photoCount) {
         const auto roll = openRoll(photoCount);
-        startAnalysisPipeline(*roll, false, [this] { ++done; });
+        startAnalysisPipeline(*roll, false, {.onEnd = [this](RunEnd) { ++done; }});
         machine.settle();
         return roll;
     }
@@ -121,7 +121,7 @@ TEST_F(DiscoveryPassesTest, WhatAModelFindsOfAPhotoThatMovedOnIsDropped) {
     installAll();
     preferences.set(settings::deepAnalysisEnabled, true);
     const auto roll = openRoll(2);
-    startAnalysisPipeline(*roll, false, [this] { ++done; });
+    startAnalysisPipeline(*roll, false, {.onEnd = [this](RunEnd) { ++done; }});
     // Up to the passes, which have run when the photo is turned.
     while (queue("com.kelvaris.thumbnails").runNext() || queue("com.kelvaris.analysis").runNext()) {
         machine.main.drain();
@@ -137,7 +137,7 @@ TEST_F(DiscoveryPassesTest, WhatAModelFindsOfAPhotoThatMovedOnIsDropped) {
     EXPECT_TRUE(roll->photos()[1]->clipEmbedding());
     // Nothing is held back from the next run.
     roll->photos()[0]->setLabelsAnalyzed(false);
-    startAnalysisPipeline(*roll, false, [this] { ++done; });
+    startAnalysisPipeline(*roll, false, {.onEnd = [this](RunEnd) { ++done; }});
     machine.settle();
     EXPECT_TRUE(roll->photos()[0]->faceRegions());
 }

@@ -17,6 +17,7 @@ using testing::AppWorld;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::Not;
+using testing::ScriptedPipeline;
 
 class AppViewModelTest : public ::testing::Test {
 protected:
@@ -105,8 +106,86 @@ TEST_F(AppViewModelTest, TheUserOvertakesTheBackgroundQueue) {
     app().navigateToRoll(running);  // its run goes on under the user's eyes
     EXPECT_EQ(world.pipeline().runs.size(), 2u);
     EXPECT_FALSE(running->needsFullActivation());
-    world.pipeline().runs[0].callbacks.onAllComplete();
+    world.pipeline().runs[0].end();
     EXPECT_FALSE(running->needsFullActivation()) << "the open roll keeps its thumbnails";
+}
+
+TEST_F(AppViewModelTest, RemovingTheRollUnderBackgroundAnalysisLetsTheQueueGoOn) {
+    app().openFolders({world.folder("a", 2), world.folder("b", 2), world.folder("c", 2)});
+    const RollPointer removed = app().roll(*app().backgroundAnalyzingRollID());
+    ASSERT_EQ(world.pipeline().runs.size(), 1u);
+    const ScriptedPipeline::Run old = world.pipeline().runs[0];
+    app().removeRoll(removed);
+    ASSERT_EQ(world.pipeline().runs.size(), 2u);
+    EXPECT_NE(app().backgroundAnalyzingRollID(), removed->id());
+    EXPECT_FALSE(removed->isAnalyzing());
+    EXPECT_TRUE(removed->needsFullActivation()) << "it can be queued again if it comes back";
+    old.end(RunEnd::cancelled);
+    EXPECT_EQ(world.pipeline().runs.size(), 2u) << "the end of the old run is none of the new one's";
+    EXPECT_EQ(world.rollFile(*removed), "");
+    world.finishLatestRun();
+    world.finishLatestRun();
+    EXPECT_EQ(world.pipeline().runs.size(), 3u);
+    EXPECT_FALSE(app().isAnalysisPending());
+}
+
+TEST_F(AppViewModelTest, ARollThatWasCalledOffIsQueuedAgainOnce) {
+    app().openFolders({world.folder("a", 2), world.folder("b", 2)});
+    const RollPointer roll = app().roll(*app().backgroundAnalyzingRollID());
+    const ScriptedPipeline::Run old = world.pipeline().runs[0];
+    app().callOffAnalysis(roll);
+    app().enqueueBackgroundAnalysis({roll, roll});
+    app().enqueueBackgroundAnalysis({roll});
+    EXPECT_EQ(app().backgroundAnalysisQueue().size(), 1u);
+    world.finishLatestRun();
+    EXPECT_EQ(app().backgroundAnalyzingRollID(), roll->id());
+    old.end(RunEnd::cancelled);
+    EXPECT_EQ(app().backgroundAnalyzingRollID(), roll->id());
+    EXPECT_FALSE(roll->needsFullActivation());
+    world.finishLatestRun();
+    EXPECT_FALSE(app().isAnalysisPending());
+}
+
+TEST_F(AppViewModelTest, AStuckRollDelaysTheQueueByAMinuteAndIsStillTakenWhenItComes) {
+    app().openFolders({world.folder("a", 2), world.folder("b", 2)});
+    const RollPointer stuck = app().roll(*app().backgroundAnalyzingRollID());
+    const ScriptedPipeline::Run run = world.pipeline().runs[0];
+    for (int photo = 0; photo < 10; ++photo) {
+        world.machine.advance(50s);
+        run.finishPhoto();
+    }
+    EXPECT_EQ(world.pipeline().runs.size(), 1u) << "no clock ends a run whose photos come";
+    world.machine.advance(60s);
+    EXPECT_EQ(world.pipeline().runs.size(), 2u);
+    EXPECT_NE(app().backgroundAnalyzingRollID(), stuck->id());
+    EXPECT_TRUE(stuck->needsFullActivation());
+    world.finishLatestRun();
+    EXPECT_FALSE(app().isAnalysisPending());
+
+    AnalysisResult late;
+    late.qualityScore = 0.625;
+    run.callbacks.onPhotoAnalyzed(stuck->photos()[0], late);
+    stuck->photos()[0]->setPreviewImage(std::make_shared<Bitmap>());
+    run.end();
+    EXPECT_THAT(world.rollFile(*stuck), HasSubstr("qualityScore: 6.25e-1"));
+    EXPECT_EQ(stuck->photos()[0]->previewImage(), nullptr) << "its pictures go again";
+}
+
+TEST_F(AppViewModelTest, TheQueueStandsStillWhileTheOpenRollGoesFirst) {
+    app().openFolders({world.folder("a", 2), world.folder("b", 2), world.folder("c", 2)});
+    const RollPointer open = app().roll(app().backgroundAnalysisQueue().front());
+    app().navigateToRoll(open);
+    ASSERT_EQ(world.pipeline().runs.size(), 2u);
+    for (int photo = 0; photo < 20; ++photo) {
+        world.machine.advance(20s);
+        world.pipeline().runs[1].finishPhoto();
+    }
+    EXPECT_EQ(world.pipeline().runs.size(), 2u) << "what waits behind other photos is not stuck";
+    world.pipeline().runs[1].end();
+    world.machine.advance(54s);
+    EXPECT_EQ(world.pipeline().runs.size(), 2u) << "it has its own minute from then on";
+    world.machine.advance(60s);
+    EXPECT_EQ(world.pipeline().runs.size(), 3u);
 }
 
 TEST_F(AppViewModelTest, NewRollsTakeTheDefaultsOnlyWhereNothingIsKnown) {

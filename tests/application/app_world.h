@@ -95,7 +95,7 @@ public:
         ScriptedPipeline::Run run = pipeline().runs.back();
         AnalysisResult result;
         for (const PhotoPointer& photo : run.photos) run.callbacks.onPhotoAnalyzed(photo, result);
-        run.callbacks.onAllComplete();
+        run.end();
         machine.settle();
     }
 

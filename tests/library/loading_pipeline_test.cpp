@@ -59,7 +59,7 @@ TEST_F(LoadingPipelineTest, OneOpenedSourceGivesPlaceholderThumbnailAndBitmap) {
 
 TEST_F(LoadingPipelineTest, ASecondRunReadsTheCacheAndNotTheScan) {
     const auto roll = openRoll(2);
-    startAnalysisPipeline(*roll, false, nullptr);
+    startAnalysisPipeline(*roll, false);
     machine.settle();
     ASSERT_TRUE(machine.files.exists(cacheFolder(*roll) / "001.jpg"));
 
@@ -96,7 +96,7 @@ TEST_F(LoadingPipelineTest, AFileThatCannotBeReadFailsAloneAndTheRunEnds) {
     damaged.decodeError = ImageError{ImageError::Code::failed, "damaged"};
     machine.images.setPicture(roll->photos()[2]->sourceURL(), damaged);
     int done = 0;
-    startAnalysisPipeline(*roll, false, [&] { ++done; });
+    startAnalysisPipeline(*roll, false, {.onEnd = [&](RunEnd) { ++done; }});
     EXPECT_EQ(machine.queues.queue("com.kelvaris.thumbnails.cloud")->waitingCount(), 3u)
         << "cloud folders have their own narrow queue";
     machine.settle();
@@ -111,15 +111,62 @@ TEST_F(LoadingPipelineTest, AFileThatCannotBeReadFailsAloneAndTheRunEnds) {
     EXPECT_TRUE(roll->photos()[2]->thumbnail());
 }
 
-TEST_F(LoadingPipelineTest, ALaterRunSupersedesTheEarlierOne) {
+TEST_F(LoadingPipelineTest, EveryRunTellsItsOwnEndOnce) {
     const auto roll = openRoll(2);
-    int first = 0;
-    int second = 0;
-    startAnalysisPipeline(*roll, false, [&] { ++first; });
-    startAnalysisPipeline(*roll, false, [&] { ++second; });
+    std::vector<RunEnd> ends;
+    const auto run = [&](AnalysisPipeline& pipeline, const RollPointer& of) {
+        const RunEnding ending(machine.main, std::weak_ptr(of), [&](RunEnd end) { ends.push_back(end); });
+        pipeline.reanalyze(of->photos(), of->photos(), false, {.ending = ending});
+    };
+    const auto told = [&] {
+        machine.settle();
+        return std::exchange(ends, {});
+    };
+
+    run(loading, roll);
+    run(loading, roll);
+    EXPECT_THAT(told(), ElementsAre(RunEnd::cancelled, RunEnd::completed));
+
+    auto own =
+        std::make_unique<LoadingPipeline>(thumbnailTools(), machine.queues, cacheBase, machine.places.home);
+    run(*own, roll);
+    own.reset();
+    EXPECT_TRUE(ends.empty());
+    EXPECT_THAT(told(), ElementsAre(RunEnd::cancelled));
+
+    auto closed = openRoll(2, Path("/home/user/scans/osaka"));
+    run(loading, closed);
+    closed.reset();
+    EXPECT_THAT(told(), ElementsAre(RunEnd::subjectGone));
+
+    const auto unreadable = openRoll(2, Path("/home/user/scans/nara"));
+    for (const auto& photo : unreadable->photos()) machine.files.erase(photo->sourceURL());
+    run(loading, unreadable);
+    EXPECT_THAT(told(), ElementsAre(RunEnd::failed));
+
+    for (const auto& photo : roll->photos()) photo->setIsMissing(true);
+    run(loading, roll);
+    EXPECT_THAT(told(), ElementsAre(RunEnd::completed));
+}
+
+TEST_F(LoadingPipelineTest, AMissingPhotoIsShownFromTheCacheAlone) {
+    const auto roll = openRoll(2);
+    startAnalysisPipeline(*roll, false);
     machine.settle();
-    EXPECT_EQ(first, 0);
-    EXPECT_EQ(second, 1);
+    const auto again = FilmRoll::make(roll->sourceFolder(), roll->id(), loadingServices);
+    loadFolder(*again, false);
+    machine.settle();
+    machine.files.erase(cacheFolder(*roll) / "002.jpg");
+    for (const auto& photo : again->photos()) photo->setIsMissing(true);
+    const int opened = machine.images.openCount(again->photos()[1]->sourceURL());
+    startAnalysisPipeline(*again, false);
+    loading.loadSidebarThumbnails(again->photos(), again->id(), 2, false);
+    machine.settle();
+    EXPECT_TRUE(again->photos()[0]->thumbnail());
+    EXPECT_FALSE(again->photos()[1]->thumbnail());
+    EXPECT_EQ(machine.images.openCount(again->photos()[1]->sourceURL()), opened);
+    EXPECT_EQ(again->photos()[1]->loadState(), LoadState::pending) << "nobody tried to read it";
+    EXPECT_FALSE(again->photos()[1]->labelsAnalyzed());
 }
 
 TEST_F(LoadingPipelineTest, TheSidebarLoadsOnlyTheFirstAndKeepsNoBitmap) {
@@ -155,7 +202,7 @@ TEST_F(LoadingPipelineTest, OnRealThreadsEditsRunsAndRemovalsMeetWithoutHarm) {
     auto roll = FilmRoll::make(Path("/home/user/scans/kyoto"), RollID::random(), threadedServices);
     int done = 0;
     loadFolder(*roll, true);
-    startAnalysisPipeline(*roll, false, [&] { ++done; });
+    startAnalysisPipeline(*roll, false, {.onEnd = [&](RunEnd) { ++done; }});
     for (const auto& photo : roll->photos()) {
         photo->setRotation(RotationAngle::clockwise90);
         photo->setSourceURL(roll->sourceFolder() / ("moved" + photo->filename()));
@@ -166,11 +213,12 @@ TEST_F(LoadingPipelineTest, OnRealThreadsEditsRunsAndRemovalsMeetWithoutHarm) {
     EXPECT_EQ(done, 1);
     EXPECT_EQ(roll->photos()[59]->loadState(), LoadState::loaded) << "the run has the places of its start";
 
-    startAnalysisPipeline(*roll, true, [&] { ++done; });
+    std::optional<RunEnd> end;
+    startAnalysisPipeline(*roll, true, {.onEnd = [&](RunEnd told) { end = told; }});
     roll.reset();
     threads.waitUntilIdle();
     machine.main.drain();
-    EXPECT_EQ(done, 1);
+    EXPECT_EQ(end, RunEnd::subjectGone);
 }
 
 }  // namespace

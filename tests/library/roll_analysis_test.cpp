@@ -11,6 +11,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using Availability = FilmRoll::CloudAvailability;
+using Ends = std::vector<RunEnd>;
 
 class RollAnalysisTest : public ::testing::Test, protected testing::LibraryWorld {
 protected:
@@ -19,6 +20,18 @@ protected:
         loadFolder(*roll, false);
         return roll;
     }
+    /// What a listener heard.
+    struct Heard {
+        std::vector<RunEnd> ends;
+        int released = 0;
+    };
+    static RunListener listener(Heard& heard) {
+        return {.onEnd = [&heard](RunEnd end) { heard.ends.push_back(end); },
+                .onReleased = [&heard] { ++heard.released; }};
+    }
+    Heard first;
+    Heard second;
+
     static AnalysisResult sideways() {
         AnalysisResult result;
         result.labels = {PhotoLabel::street};
@@ -29,42 +42,118 @@ protected:
     }
 };
 
-TEST_F(RollAnalysisTest, TheEndOfAnOlderRunLeavesTheNewerOneAlone) {
+TEST_F(RollAnalysisTest, ATimeWithoutPhotosFreesTheInterfaceAndIsNoEnd) {
     const auto roll = openRoll(2);
-    int firstDone = 0;
-    int secondDone = 0;
-    startAnalysisPipeline(*roll, false, [&] { ++firstDone; });
+    startAnalysisPipeline(*roll, false, listener(first));
     EXPECT_TRUE(roll->isAnalyzing());
-    machine.advance(60s);
-    EXPECT_FALSE(roll->isAnalyzing()) << "the interface is freed after a minute";
-    EXPECT_EQ(firstDone, 1);
-
-    startAnalysisPipeline(*roll, true, [&] { ++secondDone; });
-    pipeline.runs[0].callbacks.onAllComplete();
+    machine.advance(59s);
     EXPECT_TRUE(roll->isAnalyzing());
-    EXPECT_EQ(firstDone, 1) << "a completion runs once";
-    pipeline.runs[1].callbacks.onAllComplete();
+    machine.advance(1s);
     EXPECT_FALSE(roll->isAnalyzing());
-    EXPECT_EQ(secondDone, 1);
-    machine.advance(60s);
-    EXPECT_EQ(secondDone, 1);
+    EXPECT_EQ(first.released, 1);
+    EXPECT_TRUE(first.ends.empty());
+
+    startAnalysisPipeline(*roll, true, listener(second));
+    pipeline.runs[0].end();
+    EXPECT_EQ(first.ends, Ends{RunEnd::completed});
+    EXPECT_EQ(first.released, 1);
+    EXPECT_TRUE(roll->isAnalyzing()) << "the end of an older run leaves the newer one alone";
+    pipeline.runs[1].end();
+    EXPECT_FALSE(roll->isAnalyzing());
+    EXPECT_EQ(second.released, 1);
+    machine.advance(2min);
+    EXPECT_EQ(second.released, 1);
+    EXPECT_EQ(second.ends, Ends{RunEnd::completed});
     EXPECT_TRUE(pipeline.runs[1].isBackground);
+}
+
+TEST_F(RollAnalysisTest, ARollOfManySlowPhotosStaysAnalysingToItsEnd) {
+    const auto roll = openRoll(3);
+    startAnalysisPipeline(*roll, false, listener(first));
+    for (int photo = 0; photo < 400; ++photo) {
+        machine.advance(20s);
+        ASSERT_TRUE(roll->isAnalyzing()) << photo;
+        pipeline.runs[0].finishPhoto();
+    }
+    EXPECT_EQ(first.released, 0);
+    machine.advance(59s);
+    EXPECT_TRUE(roll->isAnalyzing()) << "the minute counts from the last photo";
+    pipeline.runs[0].end();
+    EXPECT_FALSE(roll->isAnalyzing());
+    EXPECT_EQ(first.ends, Ends{RunEnd::completed});
+}
+
+TEST_F(RollAnalysisTest, ARunBehindOtherWorkIsNotTakenForStuck) {
+    const auto roll = openRoll(1);
+    bool isBehind = true;
+    RunListener waiting = listener(first);
+    waiting.isWaitingItsTurn = [&] { return isBehind; };
+    startAnalysisPipeline(*roll, true, waiting);
+    machine.advance(10min);
+    EXPECT_TRUE(roll->isAnalyzing());
+    isBehind = false;
+    machine.advance(60s);
+    EXPECT_FALSE(roll->isAnalyzing());
+    EXPECT_EQ(first.released, 1);
 }
 
 TEST_F(RollAnalysisTest, TheTimeoutOfAnOlderRunLeavesTheNewerOneAlone) {
     const auto roll = openRoll(1);
-    startAnalysisPipeline(*roll, false, nullptr);
+    startAnalysisPipeline(*roll, false);
     machine.advance(59s);
-    startAnalysisPipeline(*roll, false, nullptr);
+    startAnalysisPipeline(*roll, false);
     machine.advance(2s);
     EXPECT_TRUE(roll->isAnalyzing());
     machine.advance(58s);
     EXPECT_FALSE(roll->isAnalyzing());
 }
 
+TEST_F(RollAnalysisTest, ARunThatIsCalledOffLeavesTheRollAtOnceAndTellsItsEndItself) {
+    const auto roll = openRoll(2);
+    startAnalysisPipeline(*roll, false, listener(first));
+    const RunStamp generation = roll->photos()[0]->analysisGeneration();
+    cancelAnalysis(*roll);
+    EXPECT_FALSE(roll->isAnalyzing());
+    EXPECT_NE(roll->photos()[0]->analysisGeneration(), generation) << "what comes late is known by it";
+    EXPECT_TRUE(first.ends.empty());
+    pipeline.runs.clear();
+    machine.settle();
+    EXPECT_EQ(first.ends, Ends{RunEnd::cancelled});
+    EXPECT_EQ(first.released, 1);
+}
+
+TEST_F(RollAnalysisTest, MissingPhotosAndRollsThatAreAwayAreNotAnalysed) {
+    const auto roll = openRoll(3);
+    roll->photos()[1]->setIsMissing(true);
+    roll->photos()[1]->setQualityScore(0.4);
+    ASSERT_TRUE(reanalyzeAllPhotos(*roll));
+    EXPECT_EQ(pipeline.runs.back().photos, (PhotoList{roll->photos()[0], roll->photos()[2]}));
+    EXPECT_EQ(roll->photos()[1]->qualityScore(), 0.4) << "nothing would bring it back";
+    pipeline.runs.back().end(RunEnd::failed);
+    EXPECT_EQ(roll->statusNotification(), StatusNotification::error("Could not re-analyze 2 photos"));
+    EXPECT_FALSE(smartReanalyzeSinglePhoto(*roll, roll->photos()[1]));
+
+    roll->photos()[0]->setLabelsAnalyzed(true);
+    roll->photos()[2]->setLabelsAnalyzed(true);
+    EXPECT_FALSE(needsAnalysis(*roll));
+    EXPECT_FALSE(smartReanalyze(*roll));
+    startAnalysisPipeline(*roll, false);
+    EXPECT_FALSE(roll->isAnalyzing());
+
+    roll->photos()[0]->setLabelsAnalyzed(false);
+    roll->setIsDisconnected(true);
+    const std::size_t runs = pipeline.runs.size();
+    startAnalysisPipeline(*roll, false, listener(first));
+    EXPECT_FALSE(reanalyzeAllPhotos(*roll));
+    EXPECT_FALSE(smartReanalyze(*roll));
+    EXPECT_EQ(pipeline.runs.size(), runs);
+    EXPECT_EQ(first.ends, Ends{RunEnd::failed});
+    EXPECT_FALSE(roll->isAnalyzing());
+}
+
 TEST_F(RollAnalysisTest, LateResultsAreStillTaken) {
     const auto roll = openRoll(1);
-    startAnalysisPipeline(*roll, false, nullptr);
+    startAnalysisPipeline(*roll, false);
     machine.advance(61s);
     pipeline.runs[0].callbacks.onPhotoAnalyzed(roll->photos()[0], sideways());
     EXPECT_TRUE(roll->photos()[0]->labelsAnalyzed());
@@ -74,29 +163,30 @@ TEST_F(RollAnalysisTest, ARollThatIsAnalysedAlreadyStillLoadsButNeverShowsAsAnal
     const auto roll = openRoll(2);
     for (const auto& photo : roll->photos()) photo->setLabelsAnalyzed(true);
     int done = 0;
-    startAnalysisPipeline(*roll, false, [&] { ++done; });
+    startAnalysisPipeline(*roll, false, {.onEnd = [&](RunEnd) { ++done; }});
     EXPECT_FALSE(roll->isAnalyzing());
     ASSERT_EQ(pipeline.runs.size(), 1u);
     machine.advance(2min);
     EXPECT_EQ(done, 0) << "no time-out runs";
-    pipeline.runs[0].callbacks.onAllComplete();
+    pipeline.runs[0].end();
     EXPECT_EQ(done, 1);
 }
 
-TEST_F(RollAnalysisTest, WhatComesForARemovedRollDoesNothing) {
+TEST_F(RollAnalysisTest, WhatComesForARollThatHasGoneOnlyEndsItsRun) {
     auto roll = openRoll(1);
     const auto photo = roll->photos()[0];
-    int done = 0;
-    startAnalysisPipeline(*roll, false, [&] { ++done; });
+    startAnalysisPipeline(*roll, false, listener(first));
     staggerVisibility(*roll);
     roll.reset();
     const auto& callbacks = pipeline.runs[0].callbacks;
     callbacks.onPhotoAnalyzed(photo, sideways());
     callbacks.onReadOutcome(false);
     callbacks.onThumbnailsLoaded();
-    callbacks.onAllComplete();
+    callbacks.onPhotoFinished();
+    pipeline.runs[0].end();
     machine.advance(2min);
-    EXPECT_EQ(done, 0);
+    EXPECT_EQ(first.ends, Ends{RunEnd::subjectGone});
+    EXPECT_EQ(first.released, 1);
     EXPECT_FALSE(photo->labelsAnalyzed());
     EXPECT_FALSE(photo->isVisible());
 }
@@ -166,7 +256,7 @@ TEST_F(RollAnalysisTest, PlacesAreNamedOnceThumbnailsAreThere) {
     place(2, 9.0);
     roll->photos()[1]->setPlaceName("Known");
     machine.geocoder.names = {{{1.0, 2.0}, "Kyoto"}, {{9.0, 2.0}, "Nara"}};
-    startAnalysisPipeline(*roll, false, nullptr);
+    startAnalysisPipeline(*roll, false);
     pipeline.runs[0].callbacks.onThumbnailsLoaded();
     roll->photos()[0]->setLatitude(30.0);  // moved by the user before the answer arrives
     machine.settle();
@@ -186,8 +276,7 @@ TEST_F(RollAnalysisTest, ReanalysisForgetsWhatWasDerivedAndKeepsWhatTheUserDid) 
     photo->setLatitude(1.0);
     photo->setNimaScore(0.5);
     photo->setLoadState(PhotoItem::LoadState::failed);
-    int done = 0;
-    ASSERT_TRUE(smartReanalyzeSinglePhoto(*roll, photo, [&] { ++done; }));
+    ASSERT_TRUE(smartReanalyzeSinglePhoto(*roll, photo, listener(first)));
     EXPECT_EQ(roll->statusNotification(), StatusNotification::reanalyzing("Re-analyzing 001.jpg..."));
     EXPECT_EQ(photo->labels(), PhotoLabelSet{PhotoLabel::gem});
     EXPECT_EQ(photo->captureDate(), std::nullopt);
@@ -197,24 +286,24 @@ TEST_F(RollAnalysisTest, ReanalysisForgetsWhatWasDerivedAndKeepsWhatTheUserDid) 
     EXPECT_EQ(photo->loadState(), PhotoItem::LoadState::pending);
     EXPECT_FALSE(photo->labelsAnalyzed());
     EXPECT_FALSE(photo->orientationDecision());
-    EXPECT_FALSE(reanalyzeAllPhotos(*roll, nullptr)) << "one run at a time";
+    EXPECT_FALSE(reanalyzeAllPhotos(*roll)) << "one run at a time";
     machine.advance(30s);
     EXPECT_FALSE(roll->isAnalyzing());
-    EXPECT_EQ(done, 1);
+    EXPECT_EQ(first.released, 1);
 }
 
 TEST_F(RollAnalysisTest, ReanalysisChoosesWhatLacksAPassOrAllPhotos) {
     const auto roll = openRoll(3);
-    EXPECT_FALSE(reanalyzeAllPhotos(*makeRoll(0, Path("/empty")), nullptr));
+    EXPECT_FALSE(reanalyzeAllPhotos(*makeRoll(0, Path("/empty"))));
     for (const auto& photo : roll->photos()) photo->setLabelsAnalyzed(true);
-    EXPECT_FALSE(smartReanalyze(*roll, nullptr)) << "nothing to do";
+    EXPECT_FALSE(smartReanalyze(*roll)) << "nothing to do";
     roll->photos()[1]->setLoadState(PhotoItem::LoadState::failed);
-    ASSERT_TRUE(smartReanalyze(*roll, nullptr));
+    ASSERT_TRUE(smartReanalyze(*roll));
     EXPECT_EQ(pipeline.runs.back().photos, PhotoList{roll->photos()[1]});
     EXPECT_EQ(roll->statusNotification(), StatusNotification::reanalyzing("Re-analyzing 1 photo..."));
-    pipeline.runs.back().callbacks.onAllComplete();
+    pipeline.runs.back().end();
 
-    ASSERT_TRUE(reanalyzeAllPhotos(*roll, nullptr));
+    ASSERT_TRUE(reanalyzeAllPhotos(*roll));
     EXPECT_EQ(pipeline.runs.back().photos.size(), 3u);
     EXPECT_TRUE(pipeline.runs.back().isReanalysis);
     EXPECT_EQ(roll->statusNotification(), StatusNotification::reanalyzing("Re-analyzing 3 photos..."));

@@ -36,6 +36,10 @@ public:
         bool isReanalysis = false;
         bool isCloudHosted = false;
         AnalysisCallbacks callbacks;
+
+        /// As if a photo had been done with.
+        void finishPhoto() const { callbacks.onPhotoFinished(); }
+        void end(RunEnd end = RunEnd::completed) const { callbacks.ending.tell(end); }
     };
 
     void analyzeRoll(const PhotoList& photos, const Path&, RollID, bool isBackground,
