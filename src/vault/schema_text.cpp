@@ -91,11 +91,16 @@ vault/
   rolls/
     <roll id>.md                one file a roll
     <roll id>.md.bak1 … .bak3   earlier versions, .bak1 the latest
+  removed/<day>/                files of rolls that were removed on that day
 embeddings/
   <roll id>.bin                 vectors of the roll's photos, beside the vault
 ```
 
-A roll id is a UUID in upper case.
+A roll id is a UUID in upper case; a file in lower case is the same roll. Other files are left alone.
+
+Beside a file may lie what a save would have lost: `.damaged-<time>` is a version that could not be read,
+`.theirs-<time>` one that another program wrote, `.refused-<time>` a save that was not let through. They may
+be deleted.
 
 ## File format
 
@@ -104,8 +109,9 @@ Markdown body for reading. Only the frontmatter is authoritative: the body is ma
 editing it changes nothing. Dates are in UTC. Keys that have no value are left out.
 
 A file is read strictly: a required key that is missing, a value of the wrong type, an unknown word where
-the words are fixed, or a key given twice makes the whole file unreadable, and the newest backup that reads
-takes its place. A damaged file is left as it is until the roll is saved again.
+the words are fixed, or a key given twice makes the whole file damaged. The program then goes on with all
+values that can be read, as long as the YAML is whole, and else with the newest backup. A damaged file is left
+as it is until the roll is saved again; it is then set aside.
 
 ## Durable vs. derived (the core split)
 

@@ -83,6 +83,8 @@ void confine(PhotoManifestEntry& entry, std::vector<std::string>& losses) {
 
 void confine(VaultRollManifest& roll, std::vector<std::string>& losses) {
     for (PhotoManifestEntry& entry : roll.photos) confine(entry, losses);
+    if (!roll.removedPhotos) return;
+    for (PhotoManifestEntry& entry : *roll.removedPhotos) confine(entry, losses);
 }
 
 void confine(VaultPreferences& preferences, std::vector<std::string>& losses) {
@@ -142,7 +144,8 @@ Result<VaultPreferences, DecodeFailure> decodedPreferencesFile(std::string_view 
 Result<Salvage<VaultRollManifest>, DecodeFailure> salvagedRollFile(std::string_view file) {
     auto salvage = salvaged<VaultRollManifest>(file);
     // A list of which nothing is left would pass for a roll without photos; a backup knows better.
-    if (salvage && salvage->record.photos.empty() && !salvage->losses.empty())
+    if (salvage && salvage->record.photos.empty() && !salvage->record.removedPhotos &&
+        !salvage->losses.empty())
         return Unexpected(DecodeFailure{DecodeFailure::Kind::undecodable, "No photo can be read"});
     return salvage;
 }

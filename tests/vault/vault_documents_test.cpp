@@ -321,7 +321,8 @@ TEST(SalvagedRollFile, LeavesOutAnEntryOnlyWithoutItsName) {
         file("id: 0A1B2C3D-0000-4000-8000-00000000000F\nfolderPath: /scans\nfolderBookmark: [x]\n"
              "fileFingerprint: [{filename: a.jpg, size: 1}, {filename: b.jpg}]\nnotes: [no, text]\n"
              "photos:\n- sortIndex: 1\n  placeName: nobody\n- filename: a.jpg\n  placeName: A\n- 3\n"
-             "- {filename: b.jpg, sortIndex: 2147483647, placeName: B}\nsortOption: custom"));
+             "- {filename: b.jpg, sortIndex: 2147483647, placeName: B}\nsortOption: custom\n"
+             "removedPhotos: [{filename: c.jpg, latitude: 91.0, placeName: C}, {placeName: nobody}]"));
     ASSERT_TRUE(salvage) << salvage.error().reason;
     const VaultRollManifest& roll = salvage->record;
     EXPECT_EQ(roll.fileFingerprint.size(), 1u);
@@ -330,6 +331,8 @@ TEST(SalvagedRollFile, LeavesOutAnEntryOnlyWithoutItsName) {
     ASSERT_EQ(roll.photos.size(), 2u);
     EXPECT_EQ(roll.photos[0].placeName, "A");
     EXPECT_EQ(roll.photos[1].placeName, "B");
+    ASSERT_EQ(roll.removedPhotos->size(), 1u);
+    EXPECT_EQ(roll.removedPhotos->front().placeName, "C");
     EXPECT_TRUE(roll.isValid());
     EXPECT_THAT(salvage->losses, ::testing::Contains("sortIndex of b.jpg is out of its range"));
 }
