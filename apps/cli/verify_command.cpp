@@ -211,7 +211,7 @@ std::string text(const VaultReport& report, bool isCleaning) {
 void clean(Session& session, VaultReport& report) {
     std::erase_if(report.keptBeside,
                   [&](const Path& path) { return session.system().files().removeFile(path).has_value(); });
-    session.system().vault().store().emptyAside({});
+    session.app().forgetRemovedRolls({});
     report.removed = session.system().vault().store().asideRolls();
     if (report.keptBeside.empty() && report.removed.empty()) return;
     const Path& left = report.keptBeside.empty() ? report.removed[0].file : report.keptBeside[0];

@@ -58,6 +58,8 @@ class AppViewModel : public Observable<AppField> {
 public:
     /// How many photos of a restored roll get a thumbnail at once.
     static constexpr int restoredSidebarThumbnails = 6;
+    /// How long a removed roll can be wanted again.
+    static constexpr int removedRollDays = 90;
 
     explicit AppViewModel(AppServices services);
     ~AppViewModel();
@@ -141,6 +143,9 @@ public:
     Result<void, std::string> removeRoll(const RollPointer& roll);
     /// The same for all rolls that are away, as one step.
     Result<void, std::string> removeDisconnectedRolls();
+    /// Forgets rolls for good that were removed that many days ago or earlier, all of them when no number is
+    /// given, with the corrections of people in them. @return which.
+    std::vector<RollID> forgetRemovedRolls(std::optional<int> olderThanDays);
     /// Loads the thumbnails of these photos of the roll, which are about to be shown.
     void loadThumbnails(const FilmRoll& roll, const PhotoList& photos);
     std::optional<RenameError> validateRollName(const std::string& name, const FilmRoll& roll) const;

@@ -79,6 +79,7 @@ void AppViewModel::start(StartMode mode) {
     startMode_ = mode;
     restoreRolls(mode);
     services_.preferences.loadFromVault();
+    if (services_.vault.canWrite()) forgetRemovedRolls(removedRollDays);
     sortRolls();  // the file may name another order than the defaults did
     if (mode == StartMode::commands) return;
     services_.library.main.post([this, alive = lifetime_.weak()] {

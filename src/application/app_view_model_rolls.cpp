@@ -92,6 +92,16 @@ Result<void, std::string> AppViewModel::removeDisconnectedRolls() {
     return removeRolls(away);
 }
 
+std::vector<RollID> AppViewModel::forgetRemovedRolls(std::optional<int> olderThanDays) {
+    std::vector<RollID> gone = services_.vault.store().emptyAside(olderThanDays);
+    std::erase_if(gone, [this](RollID id) { return roll(id) != nullptr; });
+    if (!gone.empty()) {
+        services_.preferences.setFaceGroupingEdits(
+            withoutRolls(services_.preferences.faceGroupingEdits(), gone));
+    }
+    return gone;
+}
+
 // --- Renaming ------------------------------------------------------------------------------------------
 
 std::optional<RenameError> AppViewModel::validateRollName(const std::string& name,

@@ -43,9 +43,9 @@ VaultService::~VaultService() = default;
 
 void VaultService::tell(std::span<const VaultProblem> problems) {
     for (const VaultProblem& problem : problems) {
-        if (std::find(problems_.begin(), problems_.end(), problem) != problems_.end()) continue;
-        problems_.push_back(problem);
-        log::error("Vault", "{}", problem.text);
+        if (std::find(problems_.begin(), problems_.end(), problem) == problems_.end()) {
+            problems_.push_back(problem);
+        }
     }
 }
 
@@ -130,6 +130,7 @@ Result<void, std::string> VaultService::refuseLoss(const RollDocument& document,
         VaultProblem::Kind::refused, document.file,
         fmt::format("{} was not saved: {}{}", document.file.filename(), reason,
                     kept ? ". What would have been written is in " + kept->string() : std::string())};
+    log::error("Vault", "{}", problem.text);
     tell({&problem, 1});
     return Unexpected(reason);
 }

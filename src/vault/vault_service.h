@@ -66,7 +66,7 @@ public:
     VaultMirror& mirror() { return mirror_; }
     /// What was found wrong with the files since the start, for the user.
     const std::vector<VaultProblem>& problems() const { return problems_; }
-    /// Keeps the problems, and logs those that are new.
+    /// Keeps problems that the store has logged.
     void tell(std::span<const VaultProblem> problems);
 
     // --- Rolls

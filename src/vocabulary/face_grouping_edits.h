@@ -39,6 +39,10 @@ struct FaceGroupingEdits {
     bool operator==(const FaceGroupingEdits&) const = default;
 };
 
+/// The corrections without those of faces in rolls that are gone for good. A group that loses its last face
+/// goes with it. Pure.
+FaceGroupingEdits withoutRolls(FaceGroupingEdits edits, const std::vector<RollID>& gone);
+
 template <class Visitor>
 void describe(Visitor& visitor, FaceAnchor& record) {
     visitor.required("rollID", record.rollID, "The photo's roll");

@@ -115,7 +115,7 @@ TEST_F(AppViewModelTest, RemovingTheRollUnderBackgroundAnalysisLetsTheQueueGoOn)
     const RollPointer removed = app().roll(*app().backgroundAnalyzingRollID());
     ASSERT_EQ(world.pipeline().runs.size(), 1u);
     const ScriptedPipeline::Run old = world.pipeline().runs[0];
-    app().removeRoll(removed);
+    ASSERT_TRUE(app().removeRoll(removed));
     ASSERT_EQ(world.pipeline().runs.size(), 2u);
     EXPECT_NE(app().backgroundAnalyzingRollID(), removed->id());
     EXPECT_FALSE(removed->isAnalyzing());

@@ -269,7 +269,7 @@ TEST_F(ProgramTest, VerifyFindsWhatIsTornAndChangesNothing) {
         if (entry.path().string().find(".md.damaged-") != std::string::npos) aside = entry.path();
     }
     ASSERT_FALSE(aside.empty());
-    const fs::path removed = root() / "vault" / "removed" / "2026-03-14" / file.filename();
+    const fs::path removed = root() / "vault" / "removed" / "2999-03-14" / file.filename();
     fs::create_directories(removed.parent_path());
     fs::copy_file(file, removed);
     EXPECT_EQ(run({"verify"}).status, 1);
@@ -277,7 +277,7 @@ TEST_F(ProgramTest, VerifyFindsWhatIsTornAndChangesNothing) {
     const Outcome cleaned = run({"verify", "--clean"});
     EXPECT_EQ(cleaned.status, 0) << cleaned.errors;
     EXPECT_THAT(cleaned.output, HasSubstr(aside.string() + ": removed"));
-    EXPECT_THAT(cleaned.output, HasSubstr("was removed on 2026-03-14; forgotten"));
+    EXPECT_THAT(cleaned.output, HasSubstr("was removed on 2999-03-14; forgotten"));
     EXPECT_FALSE(fs::exists(aside) || fs::exists(removed));
     EXPECT_EQ(answer({"show", "2026"})["notes"], "better");
     std::ofstream(root() / "vault" / "rolls" / "my list.md") << "text";
