@@ -228,7 +228,7 @@ void AppViewModel::addRolls(const std::vector<Path>& folders, bool batchMode) {
     setRolls(std::move(rolls));
     sortRolls();
     for (const RollPointer& roll : added) {
-        if (batchMode) loadSidebarThumbnails(*roll);
+        if (batchMode && startMode_ == StartMode::screen) loadSidebarThumbnails(*roll);
         warnIfCloudHosted(*roll);
         services_.vault.save(*roll);
     }
