@@ -230,8 +230,8 @@ void AppViewModel::addRolls(const std::vector<Path>& folders, bool batchMode) {
     for (const RollPointer& roll : added) {
         if (batchMode && startMode_ == StartMode::screen) loadSidebarThumbnails(*roll);
         warnIfCloudHosted(*roll);
-        services_.vault.save(*roll);
     }
+    services_.vault.saveAll(added);
     if (!batchMode) showRoll(added.back(), true);
 }
 

@@ -79,23 +79,26 @@ void SaveSchedule::turnOf(RollID id) {
         watched.roll->setStatusNotification(
             StatusNotification::error("Could not save " + watched.roll->name() + ": " + saved.error()));
     }
-    wait(watched, watched.retries.next());
 }
 
 Result<void, std::string> SaveSchedule::save(Watched& watched) {
     const RollPointer roll = watched.roll;
-    const RollID id = roll->id();
     const std::uint64_t revision = roll->contentRevision();
     auto saved = save_(*roll);
-    const auto found = watched_.find(id);  // a save may tell observers, who may do anything
-    if (found == watched_.end()) return saved;
-    if (saved) {
-        settle(found->second, revision);
-    } else {
-        found->second.reason = saved.error();
-        notify(SaveField::unsavedRolls);
-    }
+    noteOutcome(*roll, revision, saved);
     return saved;
+}
+
+void SaveSchedule::noteOutcome(FilmRoll& roll, std::uint64_t revision,
+                               const Result<void, std::string>& outcome) {
+    const auto found = watched_.find(roll.id());  // a save may tell observers, who may do anything
+    if (found == watched_.end()) return;
+    Watched& watched = found->second;
+    if (outcome) return settle(watched, revision);
+    watched.reason = outcome.error();
+    watched.isWanted = true;
+    if (!watched.timer.isPending()) wait(watched, watched.retries.next());
+    notify(SaveField::unsavedRolls);
 }
 
 void SaveSchedule::settle(Watched& watched, std::uint64_t revision) {

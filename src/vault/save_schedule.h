@@ -44,6 +44,8 @@ public:
     void schedule(const RollPointer& roll);
     /// Saves the roll at once. @return why it could not be saved.
     Result<void, std::string> saveNow(FilmRoll& roll);
+    /// A save of the roll that was made elsewhere has ended. @param revision of the values that were saved.
+    void noteOutcome(FilmRoll& roll, std::uint64_t revision, const Result<void, std::string>& outcome);
     /// The values of the roll are those of its file: it was just read.
     void noteSaved(const FilmRoll& roll);
 

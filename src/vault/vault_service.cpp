@@ -10,14 +10,23 @@
 #include "library/fingerprint.h"
 #include "library/folder_verdict.h"
 #include "vault/manifest_exchange.h"
+#include "vault/ordered_production.h"
 #include "vault/vault_documents.h"
 
 namespace kelvaris {
+
+namespace {
+
+/// A save mostly waits for the disk, and disks serve several flushes together.
+constexpr int savesAtOnce = 8;
+
+}  // namespace
 
 VaultService::VaultService(VaultPaths paths, const VaultMachine& machine, Access access)
     : files_(machine.files),
       language_(machine.language),
       clock_(machine.clock),
+      queues_(machine.queues),
       store_(machine.files, machine.clock, std::move(paths)),
       mirror_(store_, machine.files, machine.folders, machine.language, machine.clock, machine.queues,
               machine.mirrorState),
@@ -86,7 +95,13 @@ VaultRollManifest VaultService::currentManifest(const FilmRoll& roll, const Roll
     return manifest;
 }
 
-Result<void, std::string> VaultService::write(FilmRoll& roll) {
+struct VaultService::Prepared {
+    RollDocument* document;
+    VaultRollManifest manifest;
+    std::string bytes;
+};
+
+Result<VaultService::Prepared, std::string> VaultService::prepared(const FilmRoll& roll) {
     if (auto refusal = writingRefused()) {
         log::error("Vault", "Not saved: {}", *refusal);
         return Unexpected(std::move(*refusal));
@@ -97,32 +112,76 @@ Result<void, std::string> VaultService::write(FilmRoll& roll) {
         log::error("Vault", "Refusing to save invalid roll metadata");
         return Unexpected(std::string("a value of the roll is out of its range"));
     }
-    const auto file = encodedRollFile(manifest, language_);
+    auto file = encodedRollFile(manifest, language_);
     if (!file) {
         log::error("Vault", "Failed to encode roll {}: {}", manifest.id, file.error());
         return Unexpected(file.error());
     }
     if (const auto lost = lostNames(document, manifest); !lost.empty()) {
-        return refuseLoss(document, lost, *file);
+        return Unexpected(refuseLoss(document, lost, *file));
     }
-    const Replacement replaced = store_.replaceWithBackups(document.file, *file, document.stamp);
+    return Prepared{&document, std::move(manifest), std::move(*file)};
+}
+
+Result<void, std::string> VaultService::finished(FilmRoll& roll, Prepared prepared,
+                                                 const Replacement& replaced) {
     tell(replaced.problems);
-    if (replaced.kind == Replacement::Kind::failed) return Unexpected(replaced.error);
+    if (!replaced.isSaved()) return Unexpected(replaced.error);
+    RollDocument& document = *prepared.document;
     document.stamp = replaced.stamp;
-    document.remember(manifest);
+    document.remember(prepared.manifest);
     noteWritten(document);
-    roll.setStoredFingerprint(manifest.fileFingerprint);
+    roll.setStoredFingerprint(prepared.manifest.fileFingerprint);
     const Replacement vectors =
         store_.writeEmbeddings(roll.id(), buildEmbeddings(roll), !document.sidecarIsUnusable);
     tell(vectors.problems);
     if (vectors.kind == Replacement::Kind::written) document.sidecarIsUnusable = false;
-    mirror_.follow(std::move(manifest));
+    mirror_.follow(std::move(prepared.manifest));
     return {};
 }
 
-Result<void, std::string> VaultService::refuseLoss(const RollDocument& document,
-                                                   const std::vector<std::string>& lost,
-                                                   std::string_view bytes) {
+Result<void, std::string> VaultService::write(FilmRoll& roll) {
+    auto ready = prepared(roll);
+    if (!ready) return Unexpected(ready.error());
+    const Replacement replaced =
+        store_.replaceWithBackups(ready->document->file, ready->bytes, ready->document->stamp);
+    return finished(roll, std::move(*ready), replaced);
+}
+
+void VaultService::saveAll(const std::vector<RollPointer>& rolls) {
+    struct Waiting {
+        RollPointer roll;
+        std::uint64_t revision;
+        Prepared ready;
+    };
+    std::vector<Waiting> waiting;
+    for (const RollPointer& roll : rolls) {
+        const std::uint64_t revision = roll->contentRevision();
+        auto ready = prepared(*roll);
+        if (ready) {
+            waiting.push_back({roll, revision, std::move(*ready)});
+        } else {
+            schedule_.noteOutcome(*roll, revision, Unexpected(ready.error()));
+        }
+    }
+    using Writing = OrderedProduction<Replacement>;
+    const auto writing =
+        std::make_shared<Writing>(waiting.size(), waiting.size(), [this, &waiting](std::size_t index) {
+            const Prepared& ready = waiting[index].ready;
+            return store_.replaceWithBackups(ready.document->file, ready.bytes, ready.document->stamp);
+        });
+    const auto workers = queues_.makeQueue("com.kelvaris.vault.saves", savesAtOnce);
+    for (int i = 0; i < workers->width(); ++i) workers->add([writing] { writing->help(); });
+    std::size_t next = 0;
+    writing->takeAll([&](const Replacement& replaced) {
+        Waiting& each = waiting[next++];
+        auto outcome = finished(*each.roll, std::move(each.ready), replaced);
+        schedule_.noteOutcome(*each.roll, each.revision, std::move(outcome));
+    });
+}
+
+std::string VaultService::refuseLoss(const RollDocument& document, const std::vector<std::string>& lost,
+                                     std::string_view bytes) {
     const std::string reason =
         fmt::format("the save would lose {}; this is a fault of the program", joined(lost, ", "));
     const auto kept = store_.keepBeside(document.file, "refused", bytes);
@@ -132,7 +191,7 @@ Result<void, std::string> VaultService::refuseLoss(const RollDocument& document,
                     kept ? ". What would have been written is in " + kept->string() : std::string())};
     log::error("Vault", "{}", problem.text);
     tell({&problem, 1});
-    return Unexpected(reason);
+    return reason;
 }
 
 void VaultService::noteWritten(RollDocument& document) {

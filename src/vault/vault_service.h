@@ -83,6 +83,9 @@ public:
     /// the folder is the roll's own; else the stored one is kept.
     /// @return whether the disk holds the roll now; the reason is in the log and with unsavedRolls().
     bool save(FilmRoll& roll) { return schedule_.saveNow(roll).has_value(); }
+    /// Saves the rolls at once, several at a time; what fails stays unsaved and is tried again. Returns when
+    /// all have had their turn.
+    void saveAll(const std::vector<RollPointer>& rolls);
     /// Saves the roll once it was left alone for a while. Nothing for a roll that is not watched.
     void scheduleSave(const RollPointer& roll) { schedule_.schedule(roll); }
     /// Calls all waiting saves off, without saving.
@@ -126,17 +129,22 @@ public:
     bool save(const VaultPreferences& record) override { return savePreferences(record); }
 
 private:
+    struct Prepared;
+
+    Result<Prepared, std::string> prepared(const FilmRoll& roll);
+    Result<void, std::string> finished(FilmRoll& roll, Prepared prepared, const Replacement& replaced);
     Result<void, std::string> write(FilmRoll& roll);
     std::optional<std::string> writingRefused() const;
     RollDocument& documentOf(RollID id);
     VaultRollManifest currentManifest(const FilmRoll& roll, const RollDocument& document) const;
-    Result<void, std::string> refuseLoss(const RollDocument& document, const std::vector<std::string>& lost,
-                                         std::string_view bytes);
+    std::string refuseLoss(const RollDocument& document, const std::vector<std::string>& lost,
+                           std::string_view bytes);
     void noteWritten(RollDocument& document);
 
     Files& files_;
     const Language& language_;
     const Clock& clock_;
+    OperationQueueFactory& queues_;
     VaultStore store_;
     std::unique_ptr<FileLock> lock_;
     std::string writeRefusal_;
