@@ -52,6 +52,8 @@ bool Session::run(const ChosenCommand& command, Access granted) {
     answer_.clear();
     bool isDone = true;
     try {
+        // Somebody may have edited a roll's file while this session waited for its line.
+        if (system_ && access_ != Access::none) app().takeInHandEdits();
         command.run(*this);
         if (system_) system_->main().drain();
     } catch (const CommandFailure& failure) {

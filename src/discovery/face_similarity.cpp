@@ -30,7 +30,11 @@ bool FaceRollRef::FacePhotoRef::hasCurrentAnalysis() const {
 FaceRollRef FaceRollRef::of(const FilmRoll& roll) {
     FaceRollRef reference{.id = roll.id(), .name = roll.name(), .photos = {}};
     reference.photos.reserve(roll.photos().size());
-    for (const PhotoPointer& photo : roll.photos()) reference.photos.push_back({PhotoSnapshot::of(photo)});
+    for (const PhotoPointer& photo : roll.photos()) {
+        reference.photos.push_back({PhotoSnapshot::of(photo)});
+        // What is not known of a missing photo cannot be found out now, and is no failure of the search.
+        if (photo->isMissing() && !reference.photos.back().hasCurrentAnalysis()) reference.photos.pop_back();
+    }
     return reference;
 }
 

@@ -10,6 +10,7 @@ SceneRollRef SceneRollRef::of(const FilmRoll& roll) {
     SceneRollRef reference{.id = roll.id(), .name = roll.name(), .photos = {}};
     reference.photos.reserve(roll.photos().size());
     for (const PhotoPointer& photo : roll.photos()) {
+        if (photo->isMissing() && !photo->clipEmbedding()) continue;  // it cannot be made now
         reference.photos.push_back({PhotoSnapshot::of(photo), photo->clipEmbedding()});
     }
     return reference;
