@@ -23,6 +23,11 @@ namespace kelvaris {
 
 namespace {
 
+/// What was read is not what the file says.
+bool isOfTheFile(const VaultProblem& problem) {
+    return problem.kind == VaultProblem::Kind::salvaged || problem.kind == VaultProblem::Kind::fromBackup;
+}
+
 void setBaseDateFromFiles(FilmRoll& roll) {
     std::optional<Instant> earliest;
     for (const PhotoPointer& photo : roll.photos()) {
@@ -70,9 +75,10 @@ private:
 
 /// What the rolls of one restore share.
 struct AppViewModel::Restoring {
-    SiblingFolders siblings;         ///< listings of folders beside which moved ones are looked for
-    std::set<Path> owned;            ///< folders that are a roll's
-    std::vector<RollPointer> moved;  ///< rolls whose stored folder is not where they are
+    SiblingFolders siblings;  ///< listings of folders beside which moved ones are looked for
+    std::set<Path> owned;     ///< folders that are a roll's
+    /// Rolls whose file does not say what is known of them now: their folder moved, or the file is damaged.
+    std::vector<RollPointer> healing;
 };
 
 void AppViewModel::start(StartMode mode) {
@@ -100,7 +106,7 @@ void AppViewModel::restoreRolls(StartMode mode) {
     setRolls(std::move(restored));
     sortRolls();
     if (services_.vault.canWrite()) {
-        for (const RollPointer& roll : restoring.moved)
+        for (const RollPointer& roll : restoring.healing)
             services_.vault.scheduleSave(roll);  // the vault heals
     }
     if (mode == StartMode::commands) return;
@@ -118,8 +124,10 @@ RollPointer AppViewModel::restoredRoll(StoredRoll stored, RollID id, Restoring& 
     const Path storedPath(stored.manifest.folderPath);
     const auto bookmark = base64Decoded(stored.manifest.folderBookmark);
     const bool hasBaseDate = stored.manifest.baseDate.has_value();
+    const bool isWhole = std::ranges::none_of(stored.problems, isOfTheFile);
     const RollPointer roll = FilmRoll::make(storedPath, id, services_.library);
     services_.vault.applyManifest(std::move(stored), *roll);
+    if (!isWhole) restoring.healing.push_back(roll);
     // Kept also while the disk is away, for the day on which it is there again.
     if (bookmark && !bookmark->empty()) roll->setFolderBookmarkData(bookmark);
 
@@ -141,7 +149,7 @@ RollPointer AppViewModel::restoredRoll(StoredRoll stored, RollID id, Restoring& 
         if (auto fresh = services_.folders.makeReference(folder))
             roll->setFolderBookmarkData(std::move(fresh));
     }
-    if (!resolved || resolved->isStale || folder != storedPath) restoring.moved.push_back(roll);
+    if (!resolved || resolved->isStale || folder != storedPath) restoring.healing.push_back(roll);
     showLoaded(*roll, false);
     return roll;
 }

@@ -298,6 +298,25 @@ TEST_F(NothingLost, AnOrderByFallingFileNamesLastsOverARestart) {
     EXPECT_EQ(only()->photos()[0]->filename(), "004.jpg");
 }
 
+TEST_F(NothingLost, ADamagedFileIsReplacedByItsBackupAndKept) {
+    const RollPointer roll = told("kyoto");
+    roll->setNotes("newest");
+    world.machine.advance(10s);
+    app().flushPendingSaves();
+    const Path file = world.program->vault.paths().rollFile(roll->id());
+    files().addFile(file, "torn");
+    world.restart(false);
+    EXPECT_EQ(only()->notes(), "rain") << "the newest backup";
+    world.machine.advance(2s);
+    EXPECT_EQ(stored(*only()).notes, "rain");
+    EXPECT_EQ(decodedRollFile(*files().contents(backupPath(file, 1)))->notes, "rain");
+    bool isKept = false;
+    for (const Path& path : files().allFiles(file.parent())) {
+        isKept |= path.filename().find(".damaged-") != std::string::npos && files().contents(path) == "torn";
+    }
+    EXPECT_TRUE(isKept);
+}
+
 TEST_F(NothingLost, ALibraryThatCannotBeListedIsNotAnEmptyOne) {
     told("kyoto");
     app().flushPendingSaves();
