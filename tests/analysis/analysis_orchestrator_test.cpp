@@ -390,16 +390,31 @@ TEST_F(AnalysisOrchestratorTest, MissingPhotosKeepWhatTheyHaveAndAreNotOpened) {
 }
 
 TEST_F(AnalysisOrchestratorTest, APhotoThatGoesInMidRunIsNotTakenForOneThatWasLookedAt) {
-    const auto roll = openRoll(3);
+    // The last of them has its thumbnail in the cache, and its turn after the first lot.
+    const auto roll = openRoll(70);
+    for (const PhotoPointer& photo : roll->photos()) photo->setLabelsAnalyzed(true);
+    startAnalysisPipeline(*roll, false);
+    machine.settle();
+    for (const PhotoPointer& photo : roll->photos()) {
+        photo->setLabelsAnalyzed(false);
+        photo->setThumbnail(nullptr);
+        machine.images.setPicture(photo->sourceURL(), {.upright = stripes(120, 80)});
+    }
+    const PhotoPointer inTime = roll->photos()[0];
+    const PhotoPointer onTheWay = roll->photos()[1];
+    const PhotoPointer toCome = roll->photos()[69];
     startAnalysisPipeline(*roll, false, countDone);
     queue("com.kelvaris.thumbnails").runNext();
-    for (const PhotoPointer& photo : roll->photos()) {
-        machine.files.erase(photo->sourceURL());
-        photo->setIsMissing(true);
-    }
+    for (const PhotoPointer& photo : roll->photos()) machine.files.erase(photo->sourceURL());
+    toCome->setIsMissing(true);
+    const int opened = machine.images.openCount(toCome->sourceURL());
+    loadThumbnails();
+    for (const PhotoPointer& photo : roll->photos()) photo->setIsMissing(true);
     machine.settle();
-    EXPECT_TRUE(roll->photos()[0]->labelsAnalyzed()) << "it was read in time";
-    EXPECT_FALSE(roll->photos()[1]->labelsAnalyzed());
+    EXPECT_TRUE(inTime->labelsAnalyzed()) << "it was read in time";
+    EXPECT_FALSE(onTheWay->labelsAnalyzed());
+    EXPECT_FALSE(toCome->labelsAnalyzed());
+    EXPECT_EQ(machine.images.openCount(toCome->sourceURL()), opened);
     EXPECT_EQ(ends, Ends{RunEnd::completed});
 }
 
@@ -497,6 +512,16 @@ TEST_F(AnalysisOrchestratorTest, TheUsersWordOnAGemGoesBeforeTheChoice) {
     for (const PhotoPointer& photo : photos) chosen += photo->labels().contains(gem) ? '1' : '0';
     EXPECT_EQ(chosen, "00100001");
     EXPECT_TRUE(photos[6]->labels().contains(water));
+
+    // Missing photos compete as they last stood, and their marks stay.
+    photos[5]->setLabels({gem});
+    photos[5]->setIsMissing(true);
+    photos[2]->setLabels({});
+    photos[2]->setIsMissing(true);
+    orchestrator.refreshGems(photos);
+    EXPECT_TRUE(photos[5]->labels().contains(gem));
+    EXPECT_FALSE(photos[2]->labels().contains(gem));
+    EXPECT_FALSE(photos[3]->labels().contains(gem)) << "the best one only comes back";
 
     preferences.set(settings::gemSpotterEnabled, false);
     photos[3]->setQualityScore(1);

@@ -142,6 +142,33 @@ TEST_F(DiscoveryPassesTest, WhatAModelFindsOfAPhotoThatMovedOnIsDropped) {
     EXPECT_TRUE(roll->photos()[0]->faceRegions());
 }
 
+TEST_F(DiscoveryPassesTest, TheMinuteCountsFromEachPhotoOfAPassAndACallOffEndsIt) {
+    using namespace std::chrono_literals;
+    preferences.set(settings::faceFinderEnabled, false);
+    RollPointer roll;
+    int scored = 0;
+    bool callsOff = false;
+    install(ModelID::nima, "NIMA.mlmodelc", FakeModel::ofPicture(224, [&](const Bitmap&) {
+                ++scored;
+                machine.clock.advance(40s);
+                machine.main.drain();
+                EXPECT_TRUE(callsOff || roll->isAnalyzing()) << scored;
+                if (callsOff) cancelAnalysis(*roll);
+                return sparse({{8, 1}}, 10);
+            }));
+    std::vector<RunEnd> ends;
+    const RunListener listener{.onEnd = [&](RunEnd end) { ends.push_back(end); }};
+    roll = openRoll(5);
+    startAnalysisPipeline(*roll, false, listener);
+    machine.settle();
+    EXPECT_EQ(scored, 5);
+    callsOff = true;
+    ASSERT_TRUE(reanalyzeAllPhotos(*roll, listener));
+    machine.settle();
+    EXPECT_EQ(scored, 7) << "the worker hears of it one photo later";
+    EXPECT_EQ(ends, (std::vector{RunEnd::completed, RunEnd::cancelled}));
+}
+
 TEST_F(DiscoveryPassesTest, AModelThatGoesAwayInThePassLeavesTheRestWhole) {
     installAll();
     int scored = 0;
