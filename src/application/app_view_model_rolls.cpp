@@ -52,6 +52,7 @@ void AppViewModel::takeBackRoll(const RollPointer& roll) {
     setRolls(std::move(rolls));
     sortRolls();
     services_.vault.scheduleSave(roll);
+    if (startMode_ == StartMode::screen) enqueueBackgroundAnalysis({roll});
 }
 
 Result<void, std::string> AppViewModel::removeRolls(const std::vector<RollPointer>& rolls) {
