@@ -216,7 +216,7 @@ struct KelvarisSystem::Parts {
     LibraryServices library{main,  *userQueue, files,    *images,     imageCache, language, clock,
                             shell, animator,   geocoder, preferences, exif,       pipeline, places.home};
     AppViewModel app{
-        AppServices{library, defaults, folders, folderSearch, queues, favorites, preferences, vault}};
+        AppServices{library, defaults, folders, folderSearch, queues, favorites, preferences, vault, places}};
     DiscoveryRefresh discoveryRefresh{app, pipeline};
     std::unique_ptr<AdvisorParts> advisor;
     std::unique_ptr<ModelParts> models;

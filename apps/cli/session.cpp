@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <ostream>
+#include <utility>
 
 #include "base/text.h"
 #include "platform_linux/terminal.h"
@@ -63,6 +64,7 @@ bool Session::run(const ChosenCommand& command, Access granted) {
         return false;
     }
     if (command.access == Access::write && !save(Telling::all)) return false;
+    catchUpMirror();
     progress("");
     output_ << answer_;
     output_.flush();
@@ -106,13 +108,34 @@ bool Session::waitForMirror() {
     if (!canWrite() || access_ != Access::write) return true;
     const MonotonicClock& clock = system_->main().clock();
     const MonotonicTime start = clock.now();
-    while (!system_->vault().mirror().waitUntilWritten(mirrorGlance)) {
+    for (;;) {
+        MirrorBacklog backlog = system_->vault().mirror().waitUntilWritten(mirrorGlance);
         const auto longest = console_.endingSignal() ? longestMirrorWaitAfterSignal : longestMirrorWait;
-        if (clock.now() - start < longest) continue;
-        complain("the mirror is not up to date");
-        return false;
+        if (backlog.isWorking && clock.now() - start < longest) continue;
+        if (backlog.files.empty() && backlog.isWorking) complain("the mirror is not up to date");
+        if (backlog.files.empty()) return !backlog.isWorking;
+        const bool isPaused = backlog.isAway;  // no failure: it goes on when the disk is there
+        complain(backlogText(std::move(backlog)));
+        return isPaused;
     }
-    return true;
+}
+
+void Session::catchUpMirror() {
+    // Behind the first command, since that may be one that reads the mirror.
+    if (access_ != Access::write || !canWrite() || std::exchange(hasCaughtUp_, true)) return;
+    if (!app().isResettingData()) system_->vault().mirror().catchUp();
+}
+
+std::string Session::backlogText(MirrorBacklog backlog) {
+    for (MirrorFailure& failure : backlog.files) {
+        const auto id = RollID::parse(failure.id);
+        if (const RollPointer roll = id ? app().roll(*id) : nullptr) failure.name = roll->name();
+    }
+    const bool isOne = backlog.files.size() == 1;
+    return fmt::format(
+        "{} {} here ({}); the rest goes on at the next start", backlog.files.size(),
+        isOne ? "file is not in the mirror as it stands" : "files are not in the mirror as they stand",
+        failureText(backlog.files));
 }
 
 KelvarisSystem& Session::system() {

@@ -71,7 +71,9 @@ private:
     /// Which failures to tell: at the end of the program, those that the last command did not tell.
     enum class Telling { all, news };
     bool save(Telling telling);
+    void catchUpMirror();
     bool waitForMirror();
+    std::string backlogText(MirrorBacklog backlog);
     void complain(const std::string& text);
 
     SessionOptions options_;
@@ -79,6 +81,7 @@ private:
     std::ostream& output_;
     std::ostream& errors_;
     Access access_ = Access::none;
+    bool hasCaughtUp_ = false;
     bool showsProgress_;
     std::size_t progressWidth_ = 0;
     std::string answer_;

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "base/text.h"
 #include "command.h"
 #include "session.h"
 #include "texts.h"
@@ -32,6 +33,8 @@ void preferences(Session& session, const PrefsArguments& arguments) {
     session.answer(json, table(rows));
 }
 
+// --- Mirror --------------------------------------------------------------------------------------------
+
 Json mirrorJson(Session& session) {
     Json json;
     json["enabled"] = session.system().preferences().isMirrorEnabled();
@@ -46,22 +49,19 @@ struct FolderArguments {
 };
 
 void backUp(Session& session) {
-    std::optional<int> count;
-    session.app().backUpNow([&count](int rolls) { count = rolls; });
-    session.waitUntil([&count] { return count.has_value(); });
-    if (const auto error = session.system().mirrorState().lastError()) {
-        throw CommandFailure("Backup failed: " + *error);
-    }
+    std::optional<MirrorReport> report;
+    session.app().backUpNow([&report](const MirrorReport& made) { report = made; });
+    session.waitUntil([&report] { return report.has_value(); });
+    if (report->hasFailed()) throw CommandFailure("Backup failed: " + failureText(report->failures));
     Json json = mirrorJson(session);
-    json["rolls"] = *count;
-    session.answer(json, fmt::format("{} backed up", *count));
+    json["rolls"] = report->rolls;
+    json["written"] = report->written;
+    session.answer(json, fmt::format("{} backed up", report->rolls));
 }
 
 void mirrorOn(Session& session, const FolderArguments& arguments) {
     const Path folder = session.system().absolutePath(Path(arguments.folder));
-    if (!session.system().files().isDirectory(folder) || !session.app().startMirroring(folder)) {
-        throw CommandFailure(fmt::format("no such folder: {}", arguments.folder));
-    }
+    if (const auto refusal = session.app().startMirroring(folder)) throw CommandFailure(*refusal);
     backUp(session);
 }
 
@@ -77,18 +77,77 @@ void mirrorOff(Session& session, const NoArguments&) {
     session.answer(mirrorJson(session), "Stop mirroring. Existing backup files are left in place.");
 }
 
-void mirrorRestore(Session& session, const FolderArguments& arguments) {
-    bool answered = false;
-    std::optional<int> count;
-    session.app().restoreFromMirror(session.system().absolutePath(Path(arguments.folder)),
-                                    [&](std::optional<int> rolls) {
-                                        answered = true;
-                                        count = rolls;
-                                    });
-    session.waitUntil([&answered] { return answered; });
-    if (!count) throw CommandFailure(fmt::format("{} holds no backup of rolls", arguments.folder));
-    session.answer(Json{{"restored", *count}}, fmt::format("Restored {} rolls from backup folder", *count));
+void mirrorStatus(Session& session, const NoArguments&) {
+    const MirrorStatus status = session.system().vault().mirror().status();
+    const int upToDate = status.rolls - static_cast<int>(status.behind.size());
+    Json json = mirrorJson(session);
+    json["reachable"] = status.folder.has_value();
+    if (status.lastCopy) json["lastCopy"] = encodedJson(*status.lastCopy);
+    json["rolls"] = status.rolls;
+    if (status.folder) {
+        json["upToDate"] = upToDate;
+        json["behind"] = status.behind;
+    }
+    std::vector<std::vector<std::string>> rows{{"State", status.isOn ? "on" : "off"}};
+    if (json.contains("folder")) {
+        const std::string where = json["folder"].get<std::string>();
+        rows.push_back({"Folder", status.isOn && !status.folder ? where + " (cannot be found)" : where});
+    }
+    if (status.lastCopy) {
+        rows.push_back({"Last copy", session.system().language().mediumDateShortTime(*status.lastCopy)});
+    }
+    if (status.folder) {
+        rows.push_back({"Rolls", fmt::format("{} of {} up to date", upToDate, status.rolls)});
+        if (!status.behind.empty()) rows.push_back({"Behind", namesText(status.behind)});
+    }
+    if (json.contains("lastError")) rows.push_back({"Failure", json["lastError"].get<std::string>()});
+    session.answer(json, table(rows));
 }
+
+// --- Restore -------------------------------------------------------------------------------------------
+
+struct RestoreArguments {
+    std::string folder;
+    bool replacesNewer = false;
+};
+
+Json notesJson(const std::vector<RestoreNote>& notes) {
+    Json json = Json::array();
+    for (const RestoreNote& note : notes) {
+        Json each{{"name", note.name}};
+        if (!note.reason.empty()) each["reason"] = note.reason;
+        json.push_back(std::move(each));
+    }
+    return json;
+}
+
+std::string_view word(RestoreDecision::Act act) {
+    switch (act) {
+        case RestoreDecision::Act::take:
+            return "restored";
+        case RestoreDecision::Act::replace:
+            return "replaced";
+        default:
+            return "unchanged";
+    }
+}
+
+void mirrorRestore(Session& session, const RestoreArguments& arguments) {
+    std::optional<RestoreReport> report;
+    session.app().restoreFromMirror(session.system().absolutePath(Path(arguments.folder)),
+                                    arguments.replacesNewer,
+                                    [&report](const RestoreReport& made) { report = made; });
+    session.waitUntil([&report] { return report.has_value(); });
+    if (report->hasFailed()) throw CommandFailure(restoreText(*report));
+    Json json{{"restored", report->restored}, {"replaced", report->replaced}};
+    json["unchanged"] = report->unchanged;
+    json["kept"] = notesJson(report->kept);
+    json["skipped"] = notesJson(report->skipped);
+    if (report->preferences) json["preferences"] = word(*report->preferences);
+    session.answer(json, restoreText(*report));
+}
+
+// --- Reset ---------------------------------------------------------------------------------------------
 
 struct ResetArguments {
     bool yes = false;
@@ -100,7 +159,9 @@ void reset(Session& session, const ResetArguments& arguments) {
             "this deletes all rolls, preferences and caches (not the scans, not the mirror); say --yes to do "
             "it");
     }
-    session.app().resetAllData();
+    const ResetReport report = session.app().resetAllData();
+    if (!report.refusals.empty()) throw CommandFailure(joined(report.refusals, "\n"));
+    if (report.hasFailed()) throw CommandFailure("could not be deleted: " + joined(report.failures, "\n"));
     session.answer(Json{{"reset", true}}, "All persistent data deleted");
 }
 
@@ -130,8 +191,17 @@ void addUpkeepCommands(CommandTable& table) {
                            mirrorOff);
     table.add<NoArguments>(mirror, "now", "Write the whole vault to the mirror", writes, declareNothing,
                            mirrorNow);
-    table.add<FolderArguments>(mirror, "restore", "Bring a library back from a mirror", writes, declareFolder,
-                               mirrorRestore);
+    table.add<NoArguments>(
+        mirror, "status", "Tell where the mirror stands and what it lacks",
+        [](const auto&) { return Access::read; }, declareNothing, mirrorStatus);
+    table.add<RestoreArguments>(
+        mirror, "restore", "Bring a library back from a mirror", [](const auto&) { return Access::write; },
+        [](CLI::App& command, RestoreArguments& arguments) {
+            command.add_option("FOLDER", arguments.folder)->required();
+            command.add_flag("--replace", arguments.replacesNewer,
+                             "Take the mirror's also where it is older");
+        },
+        mirrorRestore);
 
     table.add<ResetArguments>(
         "reset", "Delete all rolls, preferences and caches", Access::write,

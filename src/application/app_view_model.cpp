@@ -8,8 +8,7 @@
 
 namespace kelvaris {
 
-AppViewModel::AppViewModel(AppServices services)
-    : services_(services), utilityQueue_(services.queues.makeQueue("com.kelvaris.utility", 1)) {
+AppViewModel::AppViewModel(AppServices services) : services_(services) {
     services_.preferences.slugProvider = [this, alive = lifetime_.weak()]() -> std::optional<FavoriteSlugs> {
         if (alive.expired()) return std::nullopt;
         return FavoriteSlugs{services_.favorites.favoriteCameraSlugs(),

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "application/own_places.h"
 #include "application/roll_names.h"
 #include "base/lifetime.h"
 #include "base/observable.h"
@@ -18,6 +19,7 @@
 #include "platform/defaults.h"
 #include "platform/folder_access.h"
 #include "platform/folder_search.h"
+#include "platform/places.h"
 #include "preferences/favorites_store.h"
 #include "preferences/user_preferences.h"
 #include "vault/vault_service.h"
@@ -31,8 +33,11 @@ enum class AppField {
     rolls,
     activeRoll,
     backgroundAnalysis,
-    isResettingData,
+    exclusive,
 };
+
+/// Work on the whole library beside which nothing is saved, mirrored or analysed.
+enum class Exclusive { none, restoring, resetting };
 
 /// What the application model is made of; everything must outlive it.
 struct AppServices {
@@ -44,6 +49,7 @@ struct AppServices {
     FavoritesStore& favorites;
     UserPreferences& preferences;
     VaultService& vault;
+    const Places& places;
 };
 
 /// How much of the library wakes up at the start.
@@ -72,7 +78,8 @@ public:
     UserPreferences& preferences() { return services_.preferences; }
     FavoritesStore& favorites() { return services_.favorites; }
     VaultService& vault() { return services_.vault; }
-    bool isResettingData() const { return isResettingData_; }
+    Exclusive exclusive() const { return exclusive_; }
+    bool isResettingData() const { return exclusive_ == Exclusive::resetting; }
 
     // --- Start and opening -------------------------------------------------------------------------
 
@@ -184,15 +191,21 @@ public:
     // --- Backup and reset --------------------------------------------------------------------------
 
     /// Mirrors every save into the folder from now on.
-    /// @return false when the folder cannot be referred to.
-    bool startMirroring(const Path& folder);
-    /// Writes the whole vault to the mirror on a worker. @param completion the number of rolls, main thread.
-    void backUpNow(std::function<void(int)> completion);
-    /// @param completion the number of rolls restored, or nothing when the folder holds no mirror.
-    void restoreFromMirror(const Path& folder, std::function<void(std::optional<int>)> completion);
-    void reloadAfterRestore();
-    /// Forgets everything but the scans and the mirror, then ends the program.
-    void resetAllData();
+    /// @return why not, for the user: the folder cannot be referred to, or lies where a mirror must not.
+    std::optional<std::string> startMirroring(const Path& folder);
+    /// Writes the whole vault to the mirror on its queue, edits that wait included.
+    /// @param completion on the main thread.
+    void backUpNow(std::function<void(MirrorReport)> completion);
+    /// Takes over what the mirror in the folder knows, with nothing else at work, and shows it at once. What
+    /// differs here becomes a backup; what is newer here is kept, unless it is to be replaced.
+    /// @param completion on the main thread, when the library stands.
+    void restoreFromMirror(const Path& folder, bool replacesNewer,
+                           std::function<void(RestoreReport)> completion);
+    /// Asks the user, and then forgets everything.
+    void requestReset();
+    /// Forgets everything but the scans, the mirror and what is not the program's own, then ends the
+    /// program; nothing of that when scans or the mirror lie among what would be removed.
+    ResetReport resetAllData();
 
 private:
     void setRolls(std::vector<RollPointer> rolls);
@@ -232,6 +245,12 @@ private:
     void warnIfCloudHosted(FilmRoll& roll);
     void warnAboutCloudRolls(const std::vector<RollPointer>& rolls);
 
+    void setExclusive(Exclusive exclusive);
+    void finishRestore(const RestoreReport& report);
+    void reloadAfterRestore(bool withPreferences);
+    ResetReport removeAllData();
+    std::vector<Path> scanFolders() const;
+
     void processNextBackgroundRoll();
     RunListener backgroundListener(const RollPointer& roll);
     void settleBackgroundRoll(const RollPointer& roll);
@@ -248,9 +267,8 @@ private:
     std::set<CloudStorageProvider> cloudWarningShown_;
     StartMode startMode_ = StartMode::screen;
     int runningFolderSearches_ = 0;
-    bool isResettingData_ = false;
+    Exclusive exclusive_ = Exclusive::none;
     Lifetime lifetime_;
-    std::unique_ptr<OperationQueue> utilityQueue_;  // last: it ends before what its operations touch
 };
 
 }  // namespace kelvaris

@@ -25,7 +25,7 @@ void AppViewModel::enqueueBackgroundAnalysis(const std::vector<RollPointer>& rol
 }
 
 void AppViewModel::processNextBackgroundRoll() {
-    if (backgroundAnalyzingRollID_) return;
+    if (backgroundAnalyzingRollID_ || exclusive_ != Exclusive::none) return;
     while (!backgroundAnalysisQueue_.empty()) {
         const RollPointer next = roll(backgroundAnalysisQueue_.front());
         backgroundAnalysisQueue_.pop_front();
@@ -74,7 +74,7 @@ RunListener AppViewModel::backgroundListener(const RollPointer& roll) {
 void AppViewModel::settleBackgroundRoll(const RollPointer& roll) {
     // A roll that was removed meanwhile must not come back to the disk.
     if (std::ranges::find(rolls_, roll) == rolls_.end()) return;
-    if (!isResettingData_) services_.vault.save(*roll);
+    if (exclusive_ == Exclusive::none) services_.vault.save(*roll);
     if (roll != activeRoll_) unloadThumbnails(*roll, sidebarKeepCount);
 }
 

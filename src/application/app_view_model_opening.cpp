@@ -88,6 +88,7 @@ void AppViewModel::start(StartMode mode) {
     if (services_.vault.canWrite()) forgetRemovedRolls(removedRollDays);
     sortRolls();  // the file may name another order than the defaults did
     if (mode == StartMode::commands) return;
+    if (services_.vault.canWrite()) services_.vault.mirror().catchUp();
     services_.library.main.post([this, alive = lifetime_.weak()] {
         if (!alive.expired()) attemptSmartRelocation();
     });

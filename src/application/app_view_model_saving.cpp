@@ -7,12 +7,12 @@
 namespace kelvaris {
 
 void AppViewModel::scheduleSave(const RollPointer& roll) {
-    if (isResettingData_) return;
+    if (exclusive_ != Exclusive::none) return;
     services_.vault.scheduleSave(roll);
 }
 
 bool AppViewModel::flushPendingSaves() {
-    if (isResettingData_) return true;
+    if (exclusive_ != Exclusive::none) return true;
     const bool areRollsSaved = services_.vault.schedule().flush();
     services_.favorites.flushPendingSaves();
     const bool arePreferencesSaved = services_.preferences.flushVaultSync();

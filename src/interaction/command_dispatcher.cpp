@@ -98,7 +98,7 @@ bool CommandDispatcher::perform(Command command) {
         case Command::redo:
             return done(undoStack.canRedo(), [&] { undoStack.redo(); });
         case Command::resetAllData:
-            return done(true, [&] { app_.resetAllData(); });
+            return done(true, [&] { app_.requestReset(); });
         case Command::quit:
             return done(true, [&] { shell_.terminate(); });
         case Command::nextPhoto:

@@ -30,15 +30,19 @@ public:
         target_ = std::move(target);
     }
 
-    /// A file was written: remembers when, and forgets the last failure.
-    void noteSuccess(Instant when) {
+    /// A file was written.
+    void noteWritten(Instant when) {
         const std::lock_guard lock(mutex_);
         lastDate_ = when;
-        lastError_.reset();
     }
     void noteFailure(std::string reason) {
         const std::lock_guard lock(mutex_);
         lastError_ = std::move(reason);
+    }
+    /// The mirror is behind with nothing any more. A file that was written says nothing of the others.
+    void forgetFailure() {
+        const std::lock_guard lock(mutex_);
+        lastError_.reset();
     }
 
     /// Time of the last successful file write.
@@ -46,7 +50,7 @@ public:
         const std::lock_guard lock(mutex_);
         return lastDate_;
     }
-    /// Text of the last failure, until a success.
+    /// Text of the last failure, until everything is written.
     std::optional<std::string> lastError() const {
         const std::lock_guard lock(mutex_);
         return lastError_;

@@ -196,27 +196,46 @@ void UserPreferences::refreshMirrorState() {
 }
 
 void UserPreferences::loadFromVault() {
-    const auto record = store_.load();
+    if (const auto record = store_.load()) take(*record);
+}
+
+void UserPreferences::loadRestored() {
+    auto record = store_.load();
     if (!record) return;
+    cancelVaultSync();
+    if (!record->artistName) record->artistName = "";
+    if (!record->favoriteCameras) record->favoriteCameras.emplace();
+    if (!record->favoriteFilmStocks) record->favoriteFilmStocks.emplace();
+    cameras_.setDefaultId(std::nullopt);
+    filmStocks_.setDefaultId(std::nullopt);
+    if (!record->accentColorIsUserSet.value_or(false)) {
+        defaults_.remove(accentColorKey);
+        defaults_.remove(accentColorIsUserSetKey);
+        assign(PreferenceField::accentColor, accentColor_, AccentColorOption::orange);
+    }
+    take(*record);
+}
+
+void UserPreferences::take(const VaultPreferences& record) {
     isLoadingFromVault_ = true;
-    setFaceGroupingEdits(record->faceGroupingEdits.value_or(FaceGroupingEdits()));
-    loadAccentColor(*record);
+    setFaceGroupingEdits(record.faceGroupingEdits.value_or(FaceGroupingEdits()));
+    loadAccentColor(record);
     for (const auto& setting : settings::numbers) {
-        const auto& value = (*record).*setting.inFile;
+        const auto& value = record.*setting.inFile;
         if (value && setting.isAcceptable(*value)) set(setting, *value);
     }
-    if (record->artistName) setArtistName(*record->artistName);
+    if (record.artistName) setArtistName(*record.artistName);
     for (const auto& setting : settings::switches) {
         if (!setting.inFile) continue;
-        if (const auto& value = (*record).*setting.inFile) set(setting, *value);
+        if (const auto& value = record.*setting.inFile) set(setting, *value);
     }
-    takeGear(cameras_, record->favoriteCameras, record->defaultCameraId);
-    takeGear(filmStocks_, record->favoriteFilmStocks, record->defaultFilmStockId);
-    if (const auto& word = record->rollSortOption) {
+    takeGear(cameras_, record.favoriteCameras, record.defaultCameraId);
+    takeGear(filmStocks_, record.favoriteFilmStocks, record.defaultFilmStockId);
+    if (const auto& word = record.rollSortOption) {
         if (const auto option = fromRawValue<RollSortOption>(std::string_view(*word)))
             setRollSortOption(*option);
     }
-    loadMirror(*record);
+    loadMirror(record);
     isLoadingFromVault_ = false;
 }
 

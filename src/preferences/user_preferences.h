@@ -122,6 +122,9 @@ public:
     /// Takes over what the file holds, value by value; a value that is absent there leaves the live one
     /// alone. A file that is not there, or not valid, changes nothing.
     void loadFromVault();
+    /// The same after the file became another: what is written only when there is something, as names and
+    /// lists, is empty where the file lacks it, or else the old values would go back into the file.
+    void loadRestored();
     /// Writes the file a second after the last call, and tries again later when it could not be written.
     /// Nothing while the file is being loaded.
     void scheduleVaultSync();
@@ -148,6 +151,7 @@ private:
     template <class Item>
     void takeGear(FavoriteGearList<Item>& list, const std::optional<std::vector<Item>>& items,
                   const std::optional<std::string>& defaultId);
+    void take(const VaultPreferences& record);
     void loadAccentColor(const VaultPreferences& record);
     void loadMirror(const VaultPreferences& record);
     void changed(PreferenceField field);

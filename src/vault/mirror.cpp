@@ -1,43 +1,25 @@
+// The mirror behind the saves: what waits, what is behind, and the single file.
+
 #include "vault/mirror.h"
 
 #include <condition_variable>
-#include <mutex>
 #include <utility>
 
 #include "base/log.h"
-#include "vault/bodies.h"
+#include "base/text.h"
+#include "vault/open_mirror.h"
 #include "vault/vault_documents.h"
-#include "vault/yaml_limits.h"
 
 namespace kelvaris {
 
 namespace {
 
-/// Holds a folder's access for a scope.
-class FolderScope {
-public:
-    FolderScope(FolderAccess& folders, const Path& folder)
-        : folders_(folders), folder_(folder), isOpen_(folders.beginAccess(folder)) {}
-    ~FolderScope() {
-        if (isOpen_) folders_.endAccess(folder_);
-    }
-    FolderScope(const FolderScope&) = delete;
-    FolderScope& operator=(const FolderScope&) = delete;
-
-private:
-    FolderAccess& folders_;
-    const Path& folder_;
-    const bool isOpen_;
-};
-
-template <class Record>
-bool decodes(std::string_view file) {
-    return decodeFrontmatter<Record>(file).has_value();
-}
+constexpr const char* notYet = "not written yet";
+constexpr const char* preferencesName = "preferences.md";
 
 }  // namespace
 
-/// How many writes wait or run.
+/// How much work waits or runs.
 class VaultMirror::Outstanding {
 public:
     void begin() {
@@ -59,14 +41,6 @@ private:
     int count_ = 0;
 };
 
-MirrorPaths MirrorPaths::under(const Path& folder) {
-    const Path base = folder / "Kelvaris";
-    return {.base = base,
-            .rolls = base / "rolls",
-            .preferencesFile = base / "preferences.md",
-            .schemaFile = base / "SCHEMA.md"};
-}
-
 VaultMirror::VaultMirror(VaultStore& store, Files& files, FolderAccess& folders, const Language& language,
                          const Clock& clock, OperationQueueFactory& queues, MirrorState& state)
     : store_(store),
@@ -78,9 +52,14 @@ VaultMirror::VaultMirror(VaultStore& store, Files& files, FolderAccess& folders,
       outstanding_(std::make_shared<Outstanding>()),
       queue_(queues.makeQueue(queueName, 1)) {}
 
-VaultMirror::~VaultMirror() = default;
+VaultMirror::~VaultMirror() { isEnding_ = true; }
 
-std::optional<Path> VaultMirror::enabledMirrorBase() const {
+bool VaultMirror::isOn() const {
+    const MirrorState::Target target = state_.target();
+    return target.enabled && target.bookmark;
+}
+
+std::optional<Path> VaultMirror::findFolder() const {
     const MirrorState::Target target = state_.target();
     if (!target.enabled || !target.bookmark) return std::nullopt;
     const auto resolved = folders_.resolve(*target.bookmark);
@@ -88,114 +67,163 @@ std::optional<Path> VaultMirror::enabledMirrorBase() const {
     // pass for a backup, so another folder in the place of the chosen one counts only if a mirror is in it.
     const bool isFound =
         resolved && (!resolved->isStale || files_.isDirectory(MirrorPaths::under(resolved->path).base));
-    if (isFound) return resolved->path;
-    constexpr const char* reason = "Mirror bookmark could not be resolved";
-    log::error("Vault", "{}", reason);
-    state_.noteFailure(reason);
+    return isFound ? std::optional(resolved->path) : std::nullopt;
+}
+
+std::optional<Path> VaultMirror::enabledMirrorBase() const {
+    auto folder = findFolder();
+    if (folder || !isOn()) return folder;
+    log::error("Vault", "{}", awayReason);
+    state_.noteFailure(awayReason);
     return std::nullopt;
 }
 
-void VaultMirror::enqueue(std::function<void()> operation) {
+void VaultMirror::enqueue(std::function<void()> work) {
     outstanding_->begin();
-    queue_->add([outstanding = outstanding_, operation = std::move(operation)] {
-        operation();
+    queue_->add([outstanding = outstanding_, work = std::move(work)] {
+        work();
         outstanding->end();
     });
 }
 
 void VaultMirror::follow(VaultRollManifest manifest) {
-    enqueue([this, manifest = std::move(manifest)]() mutable {
-        if (const auto folder = enabledMirrorBase()) writeMirror(std::move(manifest), *folder);
-    });
+    Waiting waiting{.id = manifest.id, .name = rollName(manifest), .write = nullptr};
+    waiting.write = [this, manifest = std::move(manifest)](const Path& folder) {
+        return copyRoll(manifest, folder);
+    };
+    await(std::move(waiting));
 }
 
 void VaultMirror::follow(VaultPreferences preferences) {
-    enqueue([this, preferences = std::move(preferences)]() mutable {
-        if (const auto folder = enabledMirrorBase()) writeMirror(std::move(preferences), *folder);
-    });
+    await({.id = "",
+           .name = preferencesName,
+           .write = [this, preferences = std::move(preferences)](const Path& folder) {
+               return copyPreferences(preferences, folder);
+           }});
 }
 
-bool VaultMirror::waitUntilWritten(std::chrono::milliseconds most) { return outstanding_->waitForNone(most); }
-
-void VaultMirror::writeMirror(VaultRollManifest manifest, const Path& folder) {
-    if (!manifest.isValid()) return state_.noteFailure("Invalid roll metadata");
-    manifest.folderBookmark.clear();
-    const auto file = encodedRollFile(manifest, language_);
-    if (!file) return state_.noteFailure(file.error());
-    writeMirrorFile(*file, MirrorPaths::under(folder).rolls / (manifest.id + ".md"), folder);
+void VaultMirror::await(Waiting waiting) {
+    const std::lock_guard lock(mutex_);
+    const std::string id = waiting.id;
+    waiting_.insert_or_assign(id, std::move(waiting));
+    enqueueWriting();
 }
 
-void VaultMirror::writeMirror(VaultPreferences preferences, const Path& folder) {
-    if (!preferences.isValid()) return state_.noteFailure("Invalid preferences");
-    preferences.mirrorEnabled.reset();
-    preferences.mirrorFolderBookmark.reset();
-    preferences.mirrorFolderPath.reset();
-    const auto file = encodedPreferencesFile(preferences, language_, clock_);
-    if (!file) return state_.noteFailure(file.error());
-    writeMirrorFile(*file, MirrorPaths::under(folder).preferencesFile, folder);
+void VaultMirror::enqueueWriting() {
+    if (std::exchange(isWritingEnqueued_, true)) return;
+    enqueue([this] { writeWaiting(); });
 }
 
-void VaultMirror::writeMirrorFile(std::string_view bytes, const Path& target, const Path& folder) {
-    const FolderScope access(folders_, folder);
-    auto result = files_.createDirectories(target.parent());
-    if (result) result = files_.writeAtomically(target, asBytes(bytes));
-    if (result) return state_.noteSuccess(clock_.now());
-    log::error("Vault", "Mirror write failed for {}: {}", target.filename(), result.error().message);
-    state_.noteFailure(result.error().message);
+VaultMirror::Waiting VaultMirror::fromDisk(const std::string& id, const std::string& name) {
+    if (id.empty()) {
+        return {"", preferencesName, [this](const Path& folder) { return copyStoredPreferences(folder); }};
+    }
+    return {id, name, [this, id](const Path& folder) { return copyStoredRoll(localRollFile(id), folder); }};
 }
 
-int VaultMirror::mirrorAll() {
+void VaultMirror::writeWaiting() {
+    const bool isMirroring = isOn();
     const auto folder = enabledMirrorBase();
-    if (!folder) return 0;
-    const FolderScope access(folders_, *folder);
-    int count = 0;
-    for (const Path& file : store_.rollFiles()) {
-        auto manifest = store_.loadManifest(file);
-        if (!manifest) continue;
-        ++count;
-        writeMirror(std::move(*manifest), *folder);
-    }
-    if (auto preferences = store_.loadPreferences()) writeMirror(std::move(*preferences), *folder);
-
-    const MirrorPaths paths = MirrorPaths::under(*folder);
-    (void)files_.createDirectories(paths.base);
-    const auto schema = files_.read(paths.schemaFile, static_cast<std::int64_t>(schemaText().size()));
-    if (!schema || asText(*schema) != schemaText()) writeMirrorFile(schemaText(), paths.schemaFile, *folder);
-    log::info("Vault", "Mirrored {} rolls to backup folder", count);
-    return count;
-}
-
-bool VaultMirror::restoreFile(const Path& from, const Path& to, bool (*decodes)(std::string_view)) {
-    const auto failed = [&](const FileError& error) {
-        log::error("Vault", "Restore failed for {}: {}", from.filename(), error.message);
-        return false;
-    };
-    const auto bytes = files_.read(from, static_cast<std::int64_t>(YamlLimits().bytes));
-    if (!bytes) return failed(bytes.error());
-    if (!decodes(asText(*bytes))) return false;
-    if (const auto written = files_.writeAtomically(to, *bytes); !written) return failed(written.error());
-    return true;
-}
-
-std::optional<int> VaultMirror::restoreFromMirror(const Path& folder) {
-    const FolderScope access(folders_, folder);
-    const MirrorPaths mirror = MirrorPaths::under(folder);
-    const VaultPaths& local = store_.paths();
-    const auto entries = files_.list(mirror.rolls);
-    int count = 0;
-    if (entries) {
-        for (const FolderEntry& entry : *entries) {
-            const std::string name = entry.path.filename();
-            if (entry.path.extension() != "md" || name.find(".bak") != std::string::npos) continue;
-            if (restoreFile(entry.path, local.rolls / name, decodes<VaultRollManifest>)) ++count;
+    {
+        const std::lock_guard lock(mutex_);
+        isAway_ = isMirroring && !folder;
+        if (!isMirroring) {
+            waiting_.clear();
+            failed_.clear();
         }
+        // A disk that was full or away may be better by now.
+        for (const auto& [id, failure] : failed_) waiting_.try_emplace(id, fromDisk(id, failure.name));
     }
-    if (files_.exists(mirror.preferencesFile)) {
-        (void)restoreFile(mirror.preferencesFile, local.preferencesFile, decodes<VaultPreferences>);
+    std::optional<OpenMirror> open;
+    if (folder) open.emplace(files_, folders_, *folder);
+    const Outcome without{isMirroring ? Outcome::Kind::failed : Outcome::Kind::gone, "", awayReason};
+    while (const auto next = takeWaiting()) noteOutcome(*next, folder ? next->write(*folder) : without);
+    const std::lock_guard lock(mutex_);
+    if (failed_.empty()) state_.forgetFailure();
+}
+
+std::optional<VaultMirror::Waiting> VaultMirror::takeWaiting() {
+    const std::lock_guard lock(mutex_);
+    current_.reset();
+    if (isEnding_ || waiting_.empty()) {
+        isWritingEnqueued_ = false;
+        return std::nullopt;
     }
-    if (!entries) return std::nullopt;
-    log::info("Vault", "Restored {} rolls from backup folder", count);
-    return count;
+    auto next = std::move(waiting_.extract(waiting_.begin()).mapped());
+    current_ = MirrorFailure{next.id, next.name, notYet};
+    return next;
+}
+
+void VaultMirror::noteOutcome(const Waiting& waiting, const Outcome& outcome) {
+    if (outcome.kind == Outcome::Kind::written) state_.noteWritten(clock_.now());
+    const std::lock_guard lock(mutex_);
+    if (outcome.kind != Outcome::Kind::failed) {
+        failed_.erase(waiting.id);
+        return;
+    }
+    state_.noteFailure(outcome.reason);
+    const std::string& name = outcome.name.empty() ? waiting.name : outcome.name;
+    failed_.insert_or_assign(waiting.id, MirrorFailure{waiting.id, name, outcome.reason});
+}
+
+MirrorBacklog VaultMirror::waitUntilWritten(std::chrono::milliseconds most) {
+    const bool isDone = outstanding_->waitForNone(most);
+    if (!isOn()) return {.isWorking = !isDone, .isAway = false, .files = {}};
+    const std::lock_guard lock(mutex_);
+    MirrorBacklog backlog{.isWorking = !isDone, .isAway = isAway_, .files = {}};
+    std::map<std::string, MirrorFailure> behind;
+    for (const auto& [id, waiting] : waiting_) behind.emplace(id, MirrorFailure{id, waiting.name, notYet});
+    if (current_) behind.emplace(current_->id, *current_);
+    behind.insert(failed_.begin(), failed_.end());
+    for (auto& [id, failure] : behind) backlog.files.push_back(std::move(failure));
+    return backlog;
+}
+
+// --- The single file -----------------------------------------------------------------------------------
+
+bool VaultMirror::writeMirror(VaultRollManifest manifest, const Path& folder) {
+    const OpenMirror open(files_, folders_, folder);
+    return copyRoll(std::move(manifest), folder).kind != Outcome::Kind::failed;
+}
+
+bool VaultMirror::writeMirror(VaultPreferences preferences, const Path& folder) {
+    const OpenMirror open(files_, folders_, folder);
+    return copyPreferences(std::move(preferences), folder).kind != Outcome::Kind::failed;
+}
+
+VaultMirror::Outcome VaultMirror::copyRoll(VaultRollManifest manifest, const Path& folder) {
+    const std::string name = rollName(manifest);
+    const Path target = MirrorPaths::under(folder).rollFile(manifest.id);
+    if (!manifest.isValid()) return {Outcome::Kind::failed, name, "Invalid roll metadata"};
+    const auto file = encodedRollFile(asMirrored(std::move(manifest)), language_);
+    if (!file) return {Outcome::Kind::failed, name, file.error()};
+    Outcome outcome = writeFile(*file, target);
+    outcome.name = name;
+    return outcome;
+}
+
+VaultMirror::Outcome VaultMirror::copyPreferences(VaultPreferences preferences, const Path& folder) {
+    if (!preferences.isValid()) return {Outcome::Kind::failed, preferencesName, "Invalid preferences"};
+    const VaultPreferences mirrored = asMirrored(std::move(preferences));
+    const Path target = MirrorPaths::under(folder).preferencesFile;
+    // The body of this file names the day, so its bytes tell nothing of a change.
+    const auto copy = readVaultFile(files_, target);
+    if (copy) {
+        const auto record = decodedPreferencesFile(*copy);
+        if (record && *record == mirrored) return {Outcome::Kind::unchanged, preferencesName, ""};
+    }
+    const auto file = encodedPreferencesFile(mirrored, language_, clock_);
+    if (!file) return {Outcome::Kind::failed, preferencesName, file.error()};
+    return writeFile(*file, target);
+}
+
+VaultMirror::Outcome VaultMirror::writeFile(std::string_view bytes, const Path& target) {
+    const auto copy = files_.read(target, static_cast<std::int64_t>(bytes.size()));
+    if (copy && asText(*copy) == bytes) return {Outcome::Kind::unchanged, target.filename(), ""};
+    const auto written = files_.writeAtomically(target, asBytes(bytes));
+    if (written) return {Outcome::Kind::written, target.filename(), ""};
+    log::error("Vault", "Mirror write failed for {}: {}", target.filename(), written.error().message);
+    return {Outcome::Kind::failed, target.filename(), written.error().message};
 }
 
 }  // namespace kelvaris

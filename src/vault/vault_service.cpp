@@ -69,6 +69,11 @@ void VaultService::setHeld(bool held) {
     schedule_.setHeld(held);
 }
 
+void VaultService::forgetFiles() {
+    documents_.clear();
+    preferencesStamp_.reset();
+}
+
 // --- Saving --------------------------------------------------------------------------------------------
 
 RollDocument& VaultService::documentOf(RollID id) {

@@ -92,6 +92,9 @@ public:
     void cancelPendingSaves() { schedule_.forget(); }
     /// While held, as during a restore or a reset, nothing is written.
     void setHeld(bool held);
+    /// Forgets what the files were known to hold, as after a restore: whatever stands there is older work of
+    /// ours, and no other program's.
+    void forgetFiles();
 
     std::vector<VaultRollManifest> loadAllManifests() const { return store_.loadAllManifests(); }
     std::optional<VaultRollManifest> loadManifest(const Path& file) const {

@@ -2,16 +2,9 @@
 
 #include <fmt/format.h>
 
-#include "base/log.h"
 #include "vault/bodies.h"
 
 namespace kelvaris {
-
-namespace {
-
-constexpr std::string_view applicationIdentifier = "com.kelvaris.app";
-
-}  // namespace
 
 VaultPaths VaultPaths::under(const Path& root, const Path& thumbnailCacheBase) {
     const Path vault = root / "vault";
@@ -44,14 +37,6 @@ void VaultStore::removeRoll(RollID id) {
     for (int number = 1; number <= backupCount; ++number) (void)files_.removeFile(backupPath(file, number));
     (void)files_.removeFile(paths_.embeddingsFile(id));
     (void)files_.removeTree(paths_.thumbnailFolder(id));
-}
-
-void resetAllData(Files& files, const VaultPaths& paths) {
-    const Path caches = paths.thumbnailCacheBase.parent();
-    (void)files.removeTree(paths.root);
-    (void)files.removeTree(caches);
-    (void)files.removeTree(caches.parent() / applicationIdentifier);
-    log::info("Vault", "All persistent data deleted");
 }
 
 }  // namespace kelvaris

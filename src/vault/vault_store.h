@@ -157,9 +157,4 @@ private:
     VaultPaths paths_;
 };
 
-/// Removes everything of the program's on this machine: the data folder, the cache folder above the
-/// thumbnails, and the folder that carries the application's identifier in the user's caches. Mirror and
-/// photos are not touched. Errors are swallowed. Any thread, with no vault in use.
-void resetAllData(Files& files, const VaultPaths& paths);
-
 }  // namespace kelvaris

@@ -161,18 +161,6 @@ MirrorState compared(const Files& files, const Path& mirrored, const Record& exp
     return *record == expected ? MirrorState::agrees : MirrorState::differs;
 }
 
-VaultRollManifest asMirrored(VaultRollManifest manifest) {
-    manifest.folderBookmark.clear();
-    return manifest;
-}
-
-VaultPreferences asMirrored(VaultPreferences preferences) {
-    preferences.mirrorEnabled.reset();
-    preferences.mirrorFolderBookmark.reset();
-    preferences.mirrorFolderPath.reset();
-    return preferences;
-}
-
 void findStrayFiles(const Files& files, const VaultPaths& paths, VaultReport& report) {
     std::set<std::string> known;
     std::set<std::string> backedUp;

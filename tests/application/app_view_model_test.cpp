@@ -432,45 +432,5 @@ TEST_F(AppViewModelTest, ASyncedFolderWarnsOncePerServiceInARun) {
     EXPECT_THAT(app().rolls()[0]->statusNotification()->message(), HasSubstr("2 rolls live in Dropbox."));
 }
 
-// --- Backup and reset ------------------------------------------------------------------------------------
-
-TEST_F(AppViewModelTest, ALibraryComesBackFromItsMirror) {
-    const RollPointer roll = world.openedRoll("kyoto");
-    world.machine.files.addFolder(Path("/media/backup"));
-    ASSERT_TRUE(app().startMirroring(Path("/media/backup")));
-    roll->setNotes("precious");
-    world.machine.advance(10s);
-    int backedUp = -1;
-    app().backUpNow([&](int count) { backedUp = count; });
-    world.machine.settle();
-    EXPECT_EQ(backedUp, 1);
-
-    app().resetAllData();
-    EXPECT_EQ(world.machine.shell.terminations, 1);
-    world.restart();
-    EXPECT_TRUE(app().rolls().empty());
-    EXPECT_FALSE(world.program->preferences.isMirrorEnabled());
-
-    std::optional<int> restored;
-    app().restoreFromMirror(Path("/media/backup"), [&](std::optional<int> count) { restored = count; });
-    world.machine.settle();
-    EXPECT_EQ(restored, 1);
-    ASSERT_EQ(app().rolls().size(), 1u);
-    EXPECT_EQ(app().rolls()[0]->notes(), "precious");
-    EXPECT_FALSE(app().rolls()[0]->isDisconnected()) << "found by its path";
-}
-
-TEST_F(AppViewModelTest, NothingIsWrittenDuringAReset) {
-    const RollPointer roll = world.openedRoll("kyoto");
-    roll->setNotes("too late");
-    world.program->preferences.setArtistName("Ana");
-    world.program->favorites.toggleFavoriteFilm("hp5");
-    app().resetAllData();
-    app().scheduleSave(roll);
-    app().flushPendingSaves();
-    world.machine.advance(10s);
-    EXPECT_TRUE(world.machine.files.allFiles(world.machine.places.data).empty());
-}
-
 }  // namespace
 }  // namespace kelvaris

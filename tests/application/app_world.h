@@ -30,7 +30,7 @@ public:
               userQueue(machine.queues.makeQueue("user", 2)),
               services(servicesOn(machine, *userQueue, imageCache, animator, preferences, exif, pipeline)),
               app(AppServices{services, machine.defaults, machine.folders, folderSearch, machine.queues,
-                              favorites, preferences, vault}) {
+                              favorites, preferences, vault, machine.places}) {
             favorites.onSave = [this] { preferences.scheduleVaultSync(); };
         }
 

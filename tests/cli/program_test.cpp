@@ -219,6 +219,38 @@ TEST_F(ProgramTest, ALibraryMovesToAnotherPlaceThroughItsMirror) {
     EXPECT_EQ(answer({"show", "2026"})["photos"].size(), 5u);
 }
 
+TEST_F(ProgramTest, WhatIsNotInTheMirrorIsToldAndGoesOnAtTheNextStart) {
+    const fs::path backup = fs::path(folder.path().string()) / "disk";
+    fs::create_directories(backup);
+    run({"open", scans().string()});
+    EXPECT_THAT(run({"mirror", "on", root().string()}).errors, HasSubstr("own data"));
+    EXPECT_EQ(run({"mirror", "on", backup.string()}).status, 0);
+    EXPECT_EQ(answer({"mirror", "status"})["upToDate"], 1);
+
+    const fs::path copy = fs::directory_iterator(backup / "Kelvaris" / "rolls")->path();
+    fs::remove(copy);
+    fs::create_directories(copy / "in the way");
+    const Outcome behind = run({"set", "2026", "notes=later"});
+    EXPECT_EQ(behind.status, 1);
+    EXPECT_THAT(behind.errors, HasSubstr("2026"));
+    EXPECT_THAT(behind.errors, HasSubstr("next start"));
+    EXPECT_THAT(rollFile(), HasSubstr("notes: later"));
+    EXPECT_EQ(answer({"mirror", "status"})["behind"].size(), 1u);
+    EXPECT_THAT(run({"mirror", "now"}).errors, HasSubstr("Backup failed: "));
+
+    fs::remove_all(copy);
+    EXPECT_EQ(run({"prefs", "artistName", "Ann"}).status, 0);
+    EXPECT_EQ(answer({"mirror", "status"})["behind"].size(), 0u);
+
+    fs::create_directories(backup.parent_path() / "elsewhere");
+    fs::rename(backup, backup.parent_path() / "elsewhere" / "disk");
+    const Outcome paused = run({"set", "2026", "notes=at last"});
+    EXPECT_EQ(paused.status, 0) << "a mirror that is away is paused";
+    EXPECT_THAT(paused.errors, HasSubstr("not in the mirror"));
+    EXPECT_EQ(answer({"mirror", "status"})["reachable"], false);
+    EXPECT_EQ(run({"mirror", "restore", backup.string()}).status, 1);
+}
+
 TEST_F(ProgramTest, AdviceIsGivenAndKept) {
     run({"open", scans().string(), "--no-analysis"});
     const json advice = answer({"advise"});

@@ -77,6 +77,10 @@ TEST_F(CommandDispatcherTest, WorksOnTheOpenRollAndItsPhoto) {
     EXPECT_EQ(first->rotation(), RotationAngle::clockwise90);
     EXPECT_FALSE(perform(Command::redo));
 
+    EXPECT_TRUE(perform(Command::resetAllData));
+    EXPECT_EQ(world.machine.shell.alerts.size(), 1u) << "it asks, and the answer here is no";
+    EXPECT_EQ(app().rolls().size(), 1u);
+
     EXPECT_TRUE(perform(Command::nextPhoto));
     EXPECT_EQ(roll->selectedPhoto(), roll->photos()[1]);
     EXPECT_TRUE(perform(NavigateToPhoto{roll->photos()[2]->id()}));

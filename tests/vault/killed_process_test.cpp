@@ -67,7 +67,7 @@ public:
             mirror_.writeMirror(roll, disk_);
             const int said[2] = {static_cast<int>(i), numbers[i]};
             if (write(pipe, said, sizeof said) != sizeof said) _exit(1);
-            if (random() % 8 == 0 && !mirror_.restoreFromMirror(disk_)) _exit(1);
+            if (random() % 8 == 0 && mirror_.restoreFromMirror(disk_, true).hasFailed()) _exit(1);
         }
     }
 

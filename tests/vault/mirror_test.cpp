@@ -4,9 +4,9 @@
 #include <gtest/gtest.h>
 
 #include "log_capture.h"
+#include "mirror_world.h"
 #include "vault/bodies.h"
 #include "vault/verification.h"
-#include "vault_world.h"
 
 namespace kelvaris {
 namespace {
@@ -17,25 +17,10 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using testing::LogCapture;
-using ::testing::Not;
-using ::testing::UnorderedElementsAre;
 
-class MirrorTest : public ::testing::Test, protected testing::VaultWorld {
+class MirrorTest : public ::testing::Test, protected testing::MirrorWorld {
 protected:
-    const Path disk{"/media/backup"};
-    const MirrorPaths mirrored = MirrorPaths::under(disk);
-
-    MirrorTest() { machine.files.addFolder(disk); }
-
-    void turnOn() { mirror.setTarget({.enabled = true, .bookmark = machine.folders.makeReference(disk)}); }
-    Path copyOf(const FilmRoll& roll) { return mirrored.rolls / (roll.id().text() + ".md"); }
-    RollPointer savedRoll(const std::string& notes, const std::string& folder = "/scans/a") {
-        auto roll = loadedRoll(2, Path(folder));
-        roll->setFolderBookmarkData("token");
-        roll->setNotes(notes);
-        EXPECT_TRUE(vault->save(*roll));
-        return roll;
-    }
+    MirrorBacklog backlog() { return vault->mirror().waitUntilWritten(0ms); }
 };
 
 TEST_F(MirrorTest, FollowsSavesWithoutWhatIsMachineLocal) {
@@ -63,133 +48,189 @@ TEST_F(MirrorTest, FollowsSavesWithoutWhatIsMachineLocal) {
     EXPECT_EQ(machine.files.allFiles(mirrored.rolls).size(), 1u);
 }
 
-TEST_F(MirrorTest, AFailingDiskCostsNoSaveAndIsTriedAgain) {
+TEST_F(MirrorTest, WritesOfOneRollBecomeOneAndEqualOnesNone) {
     turnOn();
     const auto roll = savedRoll("one");
+    const auto other = savedRoll("other", "/scans/b");
+    for (const char* notes : {"two", "three", "four"}) save(*roll, notes);
+    EXPECT_EQ(machine.queues.queue(VaultMirror::queueName)->waitingCount(), 1u);
+    EXPECT_EQ(backlog().files.size(), 2u) << "what waits at the end of a program is told";
+    machine.files.resetSteps();
+    machine.settle();
+    EXPECT_EQ(writtenFiles(), 2u);
+    EXPECT_EQ(notesIn(copyOf(*roll)), "four");
+    EXPECT_THAT(backlog().files, IsEmpty());
+
+    vault->savePreferences({.artistName = "Ann"});
+    machine.settle();
+    machine.clock.advance(48h);  // the body of the preferences names the day
+    vault->mirror().follow(VaultPreferences{.artistName = "Ann"});
+    roll->setFolderBookmarkData("another token");
+    save(*roll, "four");
+    machine.files.resetSteps();
+    machine.settle();
+    EXPECT_EQ(writtenFiles(), 0u);
+}
+
+TEST_F(MirrorTest, AFailingDiskCostsNoSaveIsToldAndTriedAgain) {
+    turnOn();
+    const auto roll = savedRoll("one");
+    const auto other = savedRoll("other", "/scans/b");
     machine.settle();
     const LogCapture log;
     machine.files.setReadOnly(mirrored.rolls);
-    roll->setNotes("two");
-    EXPECT_TRUE(vault->save(*roll));
+    save(*roll, "two");
     machine.settle();
     EXPECT_EQ(notesIn(copyOf(*roll)), "one");
     EXPECT_NE(mirror.lastError(), std::nullopt);
     EXPECT_THAT(log.errors(),
                 ElementsAre(HasSubstr("Mirror write failed for " + roll->id().text() + ".md: ")));
+    ASSERT_EQ(backlog().files.size(), 1u);
+    EXPECT_EQ(backlog().files[0].name, "a");
+    EXPECT_FALSE(backlog().isAway);
 
     machine.files.setReadOnly(mirrored.rolls, false);
-    machine.files.rename(disk, Path("/elsewhere/backup"));  // unmounted,
-    machine.advance(std::chrono::seconds(1));
-    machine.files.addFolder(disk);  // and its bare mount point stays
-    EXPECT_TRUE(vault->save(*roll));
+    save(*other, "other, later");
+    machine.settle();
+    EXPECT_EQ(notesIn(copyOf(*roll)), "two") << "the next save takes along what failed";
+    EXPECT_EQ(mirror.lastError(), std::nullopt);
+
+    pullDisk();
+    save(*roll, "three");
     machine.settle();
     EXPECT_THAT(log.errors(), Contains("Mirror bookmark could not be resolved"));
     EXPECT_EQ(mirror.lastError(), "Mirror bookmark could not be resolved");
     EXPECT_FALSE(machine.files.exists(mirrored.base));
+    EXPECT_TRUE(backlog().isAway);
+    EXPECT_EQ(backlog().files.size(), 1u);
 
-    machine.files.erase(disk);
-    machine.files.rename(Path("/elsewhere/backup"), disk);
-    EXPECT_TRUE(vault->save(*roll));
+    returnDisk();
+    save(*other, "other, at last");
     machine.settle();
-    EXPECT_EQ(notesIn(copyOf(*roll)), "two");
+    EXPECT_EQ(notesIn(copyOf(*roll)), "three");
     EXPECT_EQ(mirror.lastError(), std::nullopt);
+    EXPECT_THAT(backlog().files, IsEmpty());
 }
 
 TEST_F(MirrorTest, MirrorsEverythingAndOnlyGrows) {
-    EXPECT_EQ(vault->mirror().mirrorAll(), 0);
+    EXPECT_EQ(vault->mirror().mirrorAll().rolls, 0);
     const auto first = savedRoll("first", "/scans/first");
     const auto second = savedRoll("second", "/scans/second");
-    second->setNotes("second, later");
-    vault->save(*second);
+    save(*second, "second, later");
+    const std::string whole = fileOf(*second);
+    machine.files.addFile(paths.rolls / "second (conflicted copy).md", whole);
     machine.files.addFile(paths.rollFile(second->id()), "damaged");
     vault->savePreferences({.artistName = "Ann"});
     turnOn();
     const LogCapture log;
-    EXPECT_EQ(vault->mirror().mirrorAll(), 2);
+    const MirrorReport report = vault->mirror().mirrorAll();
+    EXPECT_EQ(report.rolls, 2);
+    EXPECT_EQ(report.written, 2);
+    EXPECT_TRUE(report.preferencesWritten && !report.hasFailed());
     EXPECT_EQ(notesIn(copyOf(*second)), "second") << "from the backup";
     EXPECT_EQ(contents(mirrored.schemaFile), schemaText());
     EXPECT_TRUE(log.contains("Mirrored 2 rolls to backup folder"));
+
+    machine.files.addFile(paths.rollFile(second->id()), whole);
+    EXPECT_EQ(vault->mirror().mirrorAll().written, 1);
+    machine.files.addFile(paths.rollFile(second->id()), "damaged again");
     ASSERT_TRUE(vault->deleteRoll(first->id()));
-    EXPECT_EQ(vault->mirror().mirrorAll(), 1);
+    const MirrorReport again = vault->mirror().mirrorAll();
+    EXPECT_EQ(again.rolls, 0);
+    EXPECT_THAT(failureText(again.failures), HasSubstr("second: The file is damaged"));
+    EXPECT_EQ(notesIn(copyOf(*second)), "second, later") << "a backup is older than the copy";
     EXPECT_EQ(notesIn(copyOf(*first)), "first");
-    EXPECT_EQ(vault->mirror().restoreFromMirror(disk), 2);
-    EXPECT_EQ(notesIn(paths.rollFile(first->id())), "first");
 }
 
-TEST_F(MirrorTest, ADamagedMirrorReplacesNothingGood) {
+TEST_F(MirrorTest, ARunOntoAFullDiskNamesWhatIsMissing) {
+    for (const char* name : {"a", "b", "c"}) savedRoll(name, std::string("/scans/") + name);
     turnOn();
-    const auto good = savedRoll("good", "/scans/good");
-    const auto torn = savedRoll("torn", "/scans/torn");
-    const auto invalid = savedRoll("invalid", "/scans/invalid");
+    machine.files.setFreeSpace(100);
+    const MirrorReport report = vault->mirror().mirrorAll();
+    EXPECT_EQ(report.rolls, 0);
+    ASSERT_EQ(report.failures.size(), 4u) << "three rolls and the schema";
+    EXPECT_THAT(failureText(report.failures), ::testing::EndsWith("SCHEMA.md: No space left on device"));
+    for (const char* name : {"a", "b", "c"}) {
+        EXPECT_THAT(report.failures, Contains(::testing::Field(&MirrorFailure::name, name)));
+    }
+    machine.files.setFreeSpace(1'000'000);
+    EXPECT_FALSE(vault->mirror().mirrorAll().hasFailed());
+    EXPECT_EQ(mirror.lastError(), std::nullopt);
+
+    pullDisk();
+    const MirrorReport away = vault->mirror().mirrorAll();
+    EXPECT_TRUE(away.hasFailed());
+    EXPECT_EQ(failureText(away.failures), "Mirror bookmark could not be resolved");
+    machine.files.setUnreadable(paths.rolls);
+    returnDisk();
+    EXPECT_TRUE(vault->mirror().mirrorAll().hasFailed()) << "an unreadable library is not an empty one";
+}
+
+/// A clock at whose first question, after the first file of a run, the disk is pulled out.
+class PullingClock final : public Clock {
+public:
+    explicit PullingClock(std::function<void()> pull) : pull_(std::move(pull)) {}
+    Instant now() const override {
+        if (pull_) std::exchange(pull_, nullptr)();
+        return {};
+    }
+
+private:
+    mutable std::function<void()> pull_;
+};
+
+TEST_F(MirrorTest, ADiskThatGoesAwayHalfWayLeavesItsMountPointBare) {
+    for (const char* name : {"a", "b", "c"}) savedRoll(name, std::string("/scans/") + name);
+    turnOn();
+    const PullingClock clock([this] { pullDisk(); });
+    VaultStore store(machine.files, machine.clock.wall(), paths);
+    VaultMirror pulled(store, machine.files, machine.folders, machine.language, clock, machine.queues,
+                       mirror);
+    const MirrorReport report = pulled.mirrorAll();
+    EXPECT_EQ(report.rolls, 1);
+    EXPECT_EQ(report.failures.size(), 3u) << "two rolls and the schema";
+    EXPECT_THAT(machine.files.allFiles(disk), IsEmpty());
+    EXPECT_FALSE(machine.files.exists(mirrored.base)) << "or else it would pass for the mirror";
+    returnDisk();
+    EXPECT_EQ(pulled.mirrorAll().rolls, 3);
+}
+
+TEST_F(MirrorTest, WhatAProgramCouldNotMirrorGoesOnAtTheNextStart) {
+    turnOn();
+    const auto slow = savedRoll("slow", "/scans/slow");
+    const auto whole = savedRoll("whole", "/scans/whole");
+    machine.settle();
+    machine.clock.advance(1min);
+    save(*slow, "slow, later");
     vault->savePreferences({.artistName = "Ann"});
-    machine.settle();
-    const std::string whole = contents(copyOf(*torn));
-    machine.files.addFile(copyOf(*torn), whole.substr(0, whole.find("photos:")));
-    std::string outOfRange = contents(copyOf(*invalid));
-    outOfRange.replace(outOfRange.find("sortIndex: 0"), 12, "sortIndex: -1");
-    machine.files.addFile(copyOf(*invalid), outOfRange);
-    machine.files.addFile(mirrored.preferencesFile, "---\nexportQuality: 7\n---\n");
-    machine.files.addFile(mirrored.rolls / "old.bak.md", whole);
-    for (const auto& roll : {good, torn, invalid}) {
-        roll->setNotes("local");
-        vault->save(*roll);
-    }
-    const std::string localTorn = fileOf(*torn);
-    mirror.setTarget({});
-    machine.settle();
+    EXPECT_EQ(vault->mirror().status().behind, std::vector<std::string>{"slow"});
+    openVault();  // before the mirror's queue had its turn
 
-    EXPECT_EQ(vault->mirror().restoreFromMirror(disk), 1);
-    EXPECT_EQ(fileOf(*good), contents(copyOf(*good)));
-    EXPECT_EQ(fileOf(*torn), localTorn);
-    EXPECT_EQ(notesIn(paths.rollFile(invalid->id())), "local");
-    EXPECT_EQ(vault->loadPreferences()->artistName, "Ann");
-    EXPECT_FALSE(machine.files.exists(paths.rolls / "old.bak.md"));
-}
-
-TEST_F(MirrorTest, PreferencesComeBackAlsoWithoutRolls) {
-    machine.files.addFile(mirrored.preferencesFile, "---\nartistName: Ben\n---\n");
-    EXPECT_EQ(vault->mirror().restoreFromMirror(disk), std::nullopt);
-    EXPECT_EQ(vault->loadPreferences()->artistName, "Ben");
-}
-
-TEST_F(MirrorTest, ARestoreThatFailsKeepsTheLocalFiles) {
-    turnOn();
-    const auto roll = savedRoll("mirrored");
+    machine.files.resetSteps();
+    vault->mirror().catchUp();
     machine.settle();
-    mirror.setTarget({});
-    roll->setNotes("local");
-    vault->save(*roll);
-    for (std::size_t step = 1;; ++step) {
-        const LogCapture log;
-        machine.files.failAtStep(step);
-        const auto count = vault->mirror().restoreFromMirror(disk);
-        machine.files.clearFaults();
-        const std::string notes = notesIn(paths.rollFile(roll->id()));
-        if (count == 1) {
-            EXPECT_EQ(notes, "mirrored");
-            break;
-        }
-        EXPECT_THAT(notes, ::testing::AnyOf("local", "mirrored"));
-        EXPECT_TRUE(log.contains("Restore failed for"));
-    }
-}
+    EXPECT_EQ(notesIn(copyOf(*slow)), "slow, later");
+    EXPECT_EQ(decodedPreferencesFile(contents(mirrored.preferencesFile))->artistName, "Ann");
+    EXPECT_EQ(writtenFiles(), 2u);
 
-TEST_F(MirrorTest, AResetLeavesMirrorAndPhotosAlone) {
-    turnOn();
-    const auto roll = savedRoll("kept in the mirror");
+    machine.clock.advance(1min);
+    vault->mirror().catchUp();
+    save(*slow, "newest");
     machine.settle();
-    machine.files.addFile(paths.thumbnailFolder(roll->id()) / "001.jpg", "small");
-    vault.reset();
-    const LogCapture log;
-    resetAllData(machine.files, paths);
-    EXPECT_TRUE(log.contains("All persistent data deleted"));
-    EXPECT_FALSE(machine.files.exists(machine.places.data));
-    EXPECT_FALSE(machine.files.exists(machine.places.caches));
-    EXPECT_TRUE(machine.files.exists(copyOf(*roll)));
-    EXPECT_TRUE(machine.files.exists(roll->sourceFolder() / "001.jpg"));
+    EXPECT_EQ(notesIn(copyOf(*slow)), "newest") << "a record that waits is newer than its file";
+    const MirrorStatus status = vault->mirror().status();
+    EXPECT_TRUE(status.isOn && status.folder);
+    EXPECT_EQ(status.rolls, 2);
+    EXPECT_THAT(status.behind, IsEmpty());
+    EXPECT_EQ(status.lastCopy, machine.clock.now());
+
+    machine.clock.advance(1min);
+    save(*slow, "kept for the restore");
     openVault();
-    EXPECT_THAT(vault->loadAllManifests(), IsEmpty());
-    EXPECT_TRUE(vault->canWrite());
+    vault->mirror().restoreFromMirror(disk, false);
+    vault->mirror().catchUp();
+    machine.settle();
+    EXPECT_EQ(notesIn(copyOf(*slow)), "newest") << "the user may want the mirror's still";
 }
 
 TEST_F(MirrorTest, VerificationTellsWhatDisagreesAndChangesNothing) {
