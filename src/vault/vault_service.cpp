@@ -282,7 +282,13 @@ Result<StoredRoll, std::string> VaultService::takeBackRoll(RollID id) {
 
 // --- Preferences ---------------------------------------------------------------------------------------
 
-std::optional<VaultPreferences> VaultService::loadPreferences() { return store_.loadPreferences(); }
+std::optional<VaultPreferences> VaultService::loadPreferences() {
+    auto reading = store_.readPreferences();
+    tell(reading.problems);
+    // A later reading, on the way to a save, must not pass somebody else's edit off as known.
+    if (!preferencesStamp_) preferencesStamp_ = reading.stamp;
+    return std::move(reading.record);
+}
 
 bool VaultService::savePreferences(const VaultPreferences& preferences) {
     if (const auto refusal = writingRefused()) {
