@@ -6,6 +6,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "application/own_places.h"
@@ -38,6 +39,8 @@ enum class AppField {
 
 /// Work on the whole library beside which nothing is saved, mirrored or analysed.
 enum class Exclusive { none, restoring, resetting };
+/// What an act on the list of rolls is told meanwhile.
+inline constexpr std::string_view exclusiveRefusal = "The library is being restored or reset";
 
 /// What the application model is made of; everything must outlive it.
 struct AppServices {

@@ -211,6 +211,7 @@ RollPointer AppViewModel::addedRoll(const Path& folder, bool analyze, std::optio
 }
 
 void AppViewModel::addRolls(const std::vector<Path>& folders, bool batchMode) {
+    if (exclusive_ != Exclusive::none) return;
     // What is known already is looked up here, once for all folders: a library may have thousands of rolls.
     std::map<Path, RollPointer> known;
     for (const RollPointer& roll : rolls_) {

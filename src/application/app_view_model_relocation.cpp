@@ -129,6 +129,7 @@ void AppViewModel::locateRoll(const RollPointer& roll) {
 }
 
 Result<void, std::string> AppViewModel::relocateRoll(const RollPointer& roll, const Path& folder) {
+    if (exclusive_ != Exclusive::none) return Unexpected(std::string(exclusiveRefusal));
     if (const RollPointer owner = rollAt(realPath(folder)); owner && owner != roll) {
         return Unexpected(fmt::format("the folder belongs to the roll {}", owner->name()));
     }

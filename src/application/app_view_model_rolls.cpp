@@ -56,6 +56,7 @@ void AppViewModel::takeBackRoll(const RollPointer& roll) {
 }
 
 Result<void, std::string> AppViewModel::removeRolls(const std::vector<RollPointer>& rolls) {
+    if (exclusive_ != Exclusive::none) return Unexpected(std::string(exclusiveRefusal));
     undoStack_.clear();  // a step must not edit what is not there any more
     std::vector<RollPointer> removed;
     Result<void, std::string> outcome;
@@ -132,6 +133,9 @@ void AppViewModel::moveRollTo(FilmRoll& roll, const Path& folder) {
 }
 
 std::optional<RenameError> AppViewModel::moveRollFolder(const RollPointer& roll, const std::string& name) {
+    if (exclusive_ != Exclusive::none) {
+        return RenameError{RenameError::Kind::fileSystemError, std::string(exclusiveRefusal)};
+    }
     if (auto error = validateRollName(name, *roll)) return error;
     const Path before = roll->sourceFolder();
     const Path folder = before.parent() / name;
