@@ -186,12 +186,15 @@ void AppViewModel::openFolders(const std::vector<Path>& folders) {
 void AppViewModel::addRoll(const Path& folder, bool batchMode) { addRolls({folder}, batchMode); }
 
 bool AppViewModel::reopenRoll(const RollPointer& roll, const Path& folder, bool batchMode) {
-    if (roll->isDisconnected()) {
-        // Another disk may stand in the place of the roll's own; that one is a roll of its own.
-        if (!judgeFolder(services_.library.files, folder, roll->storedFingerprint()).isPresent())
-            return false;
-        if (!relocateRoll(roll, folder)) return false;
+    const FolderVerdict verdict = judgeFolder(services_.library.files, folder, roll->storedFingerprint());
+    if (!verdict.isPresent() && !roll->isDisconnected()) {
+        services_.folders.endAccess(roll->sourceFolder());
+        leaveFolder(*roll, std::string(verdict.awayReason()));
     }
+    // Another disk may stand in the place of the roll's own, also while the program runs; that one is a roll
+    // of its own. A folder without any files is none.
+    if (verdict.kind == FolderVerdict::Kind::otherFiles) return false;
+    if (verdict.isPresent() && roll->isDisconnected() && !relocateRoll(roll, folder)) return false;
     if (!batchMode) showRoll(roll, true);
     if (!roll->isAnalyzing()) smartReanalyze(*roll);
     return true;
@@ -213,23 +216,27 @@ RollPointer AppViewModel::addedRoll(const Path& folder, bool analyze, std::optio
 void AppViewModel::addRolls(const std::vector<Path>& folders, bool batchMode) {
     if (exclusive_ != Exclusive::none) return;
     // What is known already is looked up here, once for all folders: a library may have thousands of rolls.
-    std::map<Path, RollPointer> known;
-    for (const RollPointer& roll : rolls_) {
-        const auto [place, isNew] = known.try_emplace(realPath(roll->sourceFolder()), roll);
-        if (!isNew && place->second->isDisconnected()) place->second = roll;
+    std::multimap<Path, RollPointer> known;
+    for (const bool isAway : {false, true}) {  // of several in one place, those first that are thought there
+        for (const RollPointer& roll : rolls_) {
+            if (roll->isDisconnected() == isAway) known.emplace(realPath(roll->sourceFolder()), roll);
+        }
     }
     const AwayRolls away(rolls_);
     const std::vector<AsideRoll> aside = services_.vault.store().asideRolls();
     std::vector<RollPointer> added;
     for (const Path& named : folders) {
         const Path folder = realPath(named);
-        const auto found = known.find(folder);
-        if (found != known.end() && reopenRoll(found->second, folder, batchMode)) continue;
+        const auto [first, last] = known.equal_range(folder);
+        if (std::any_of(first, last,
+                        [&](const auto& each) { return reopenRoll(each.second, folder, batchMode); })) {
+            continue;
+        }
         const RollPointer moved =
             away.isEmpty() ? nullptr : away.rollOf(computeFingerprint(services_.library.files, folder));
         if (moved && reopenRoll(moved, folder, batchMode)) continue;
         const RollPointer roll = addedRoll(folder, !batchMode, takenBack(folder, aside));
-        known.insert_or_assign(folder, roll);
+        known.emplace(folder, roll);
         added.push_back(roll);
     }
     if (added.empty()) return;
