@@ -71,14 +71,7 @@ void SaveSchedule::turnOf(RollID id) {
     const MonotonicTime due = std::min(watched.lastChange + saveDelay, watched.firstChange + longestDelay);
     const MonotonicTime now = main_.clock().now();
     if (now < due) return wait(watched, due - now);
-    if (!watched.isUnsaved()) return;
-    const bool isFirstFailure = watched.reason.empty();
-    const auto saved = save(watched);
-    if (saved) return;
-    if (isFirstFailure) {
-        watched.roll->setStatusNotification(
-            StatusNotification::error("Could not save " + watched.roll->name() + ": " + saved.error()));
-    }
+    if (watched.isUnsaved()) (void)save(watched);
 }
 
 Result<void, std::string> SaveSchedule::save(Watched& watched) {
@@ -93,12 +86,23 @@ void SaveSchedule::noteOutcome(FilmRoll& roll, std::uint64_t revision,
                                const Result<void, std::string>& outcome) {
     const auto found = watched_.find(roll.id());  // a save may tell observers, who may do anything
     if (found == watched_.end()) return;
-    Watched& watched = found->second;
-    if (outcome) return settle(watched, revision);
-    watched.reason = outcome.error();
-    watched.isWanted = true;
+    if (outcome) {
+        settle(found->second, revision);
+    } else {
+        noteFailure(found->second, outcome.error());
+    }
+}
+
+void SaveSchedule::noteFailure(Watched& watched, const std::string& reason) {
+    const bool isFirst = watched.reason.empty();
+    if (!watched.isUnsaved()) watched.since = clock_.now();
+    watched.isWanted = true;  // a roll that joined a moment ago has no change to tell, and no file either
+    watched.reason = reason;
     if (!watched.timer.isPending()) wait(watched, watched.retries.next());
     notify(SaveField::unsavedRolls);
+    if (!isFirst) return;
+    const RollPointer roll = watched.roll;  // whoever hears of it may do anything
+    roll->setStatusNotification(StatusNotification::error("Could not save " + roll->name() + ": " + reason));
 }
 
 void SaveSchedule::settle(Watched& watched, std::uint64_t revision) {

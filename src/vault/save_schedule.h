@@ -79,6 +79,7 @@ private:
     void wait(Watched& watched, std::chrono::nanoseconds delay);
     void turnOf(RollID id);
     Result<void, std::string> save(Watched& watched);
+    void noteFailure(Watched& watched, const std::string& reason);
     void settle(Watched& watched, std::uint64_t revision);
 
     MainQueue& main_;
