@@ -248,7 +248,11 @@ bool VaultService::takeInHandEdit(FilmRoll& roll) {
         return false;
     }
     const auto manifest = decodedRollFile(asText(*bytes));
-    if (!manifest || RollID::parse(manifest->id) != roll.id()) return false;
+    if (!manifest || RollID::parse(manifest->id) != roll.id()) {
+        // What is known of the roll is here alone now; its save keeps what lies in the file's place beside it.
+        schedule_.schedule(roll.shared_from_this());
+        return false;
+    }
     log::info("Vault", "{} was edited by somebody else, and is read again", document.file.filename());
     takeInManifest(*manifest, roll);
     document.stamp = stamp;

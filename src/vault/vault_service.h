@@ -112,7 +112,8 @@ public:
     /// Rolls whose file somebody else changed since it was last read or written here. One listing.
     std::vector<RollID> changedOutside() const;
     /// Takes in what somebody else wrote into the roll's file, unless the roll has unsaved edits: then the
-    /// next save keeps theirs beside the file. @return whether the roll took it in.
+    /// next save keeps theirs beside the file. A file that is not the roll's any more, as a damaged one, is
+    /// written anew in its turn. @return whether the roll took it in.
     bool takeInHandEdit(FilmRoll& roll);
 
     /// Puts the roll's file, backups and sidecar aside, for the day on which the roll is wanted again. The
