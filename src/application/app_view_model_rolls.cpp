@@ -6,6 +6,7 @@
 
 #include "application/app_view_model.h"
 #include "base/text.h"
+#include "library/folder_verdict.h"
 #include "library/roll_analysis.h"
 #include "library/roll_loading.h"
 #include "vault/vault_service.h"
@@ -22,10 +23,8 @@ bool liesIn(const Path& path, const Path& folder) { return path.string().starts_
 
 Result<void, std::string> AppViewModel::takeOutRoll(const RollPointer& removed) {
     const RollPointer roll = removed;  // the caller's reference may be the list's own
-    // What is put aside must be the roll as it is now.
-    if (services_.vault.schedule().isUnsaved(*roll)) {
-        if (auto saved = services_.vault.schedule().saveNow(*roll); !saved) return saved;
-    }
+    // What is put aside must be the roll as it is now, whatever became of its file meanwhile.
+    if (auto saved = services_.vault.schedule().saveNow(*roll); !saved) return saved;
     if (auto aside = services_.vault.deleteRoll(roll->id()); !aside) return aside;
     if (activeRoll_ == roll) showRoll(nullptr, true);
     std::vector<RollPointer> rest = rolls_;
@@ -139,6 +138,12 @@ std::optional<RenameError> AppViewModel::moveRollFolder(const RollPointer& roll,
     if (auto error = validateRollName(name, *roll)) return error;
     const Path before = roll->sourceFolder();
     const Path folder = before.parent() / name;
+    // Another disk may have taken the place of the roll's own while the program runs.
+    const FolderVerdict verdict = judgeFolder(services_.library.files, before, roll->storedFingerprint());
+    if (!verdict.isPresent()) {
+        return RenameError{RenameError::Kind::fileSystemError,
+                           fmt::format("Cannot rename the roll: {}.", verdict.awayReason())};
+    }
     if (const auto moved = services_.library.files.move(before, folder); !moved) {
         return RenameError{RenameError::Kind::fileSystemError, moved.error().message};
     }
