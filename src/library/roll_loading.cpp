@@ -4,6 +4,7 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "library/fingerprint.h"
 #include "library/roll_analysis.h"
 #include "library/roll_editing.h"
 #include "library/roll_selection.h"
@@ -95,6 +96,8 @@ void takeListing(FilmRoll& roll, const std::vector<FolderEntry>& listing) {
         photo->setIsMissing(true);
     }
     roll.setPhotos(std::move(photos));
+    // Until its first save a roll would take any folder for its own.
+    if (roll.storedFingerprint().empty()) roll.setStoredFingerprint(fingerprintOf(listing));
     if (isNew) {
         if (const auto earliest = earliestCreation(roll.photos())) roll.setBaseDate(*earliest);
         roll.setSortOption(SortOption::filename);
