@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <compare>
+#include <functional>
 #include <unordered_map>
 
 #include "library/roll_act.h"
@@ -132,7 +133,12 @@ void orderPhotos(FilmRoll& roll) {
 }
 
 void sortPhotos(FilmRoll& roll) {
-    if (isManual(roll.sortOption())) return;
+    if (isManual(roll.sortOption())) {
+        // An order by name leaves gaps and new numbers behind; what is shown is what the hand begins with.
+        if (!std::ranges::is_sorted(roll.photos(), std::less<>(), &PhotoItem::sortIndex))
+            roll.renumberPhotos();
+        return;
+    }
     orderPhotos(roll);
     roll.renumberPhotos();
 }

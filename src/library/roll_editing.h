@@ -15,7 +15,7 @@ class UndoStack;
 void orderPhotos(FilmRoll& roll);
 
 /// Sorts the photos by the roll's option and direction, stably, and renumbers them. A hand-made order
-/// stands as it is. Undated photos come last in an ascending sort and first in a descending one; photos
+/// stands as it is shown. Undated photos come last in an ascending sort and first in a descending one; photos
 /// without people come last in either.
 void sortPhotos(FilmRoll& roll);
 
