@@ -1,7 +1,11 @@
 #include "library/roll_export.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
+#include "base/log.h"
+#include "library/folder_verdict.h"
 #include "metadata/export_naming.h"
 #include "preferences/user_preferences.h"
 
@@ -14,6 +18,7 @@ struct Export {
     RollPointer roll;
     PhotoList photos;
     Path folder;
+    std::shared_ptr<const std::vector<FileFingerprint>> known;  ///< by which the roll's folder is recognised
     double quality = 1.0;
     ExifService::EXIFData rollData;
     std::size_t next = 0;
@@ -49,8 +54,23 @@ ExifService::EXIFData photoData(const Export& run, const PhotoItem& photo) {
     return data;
 }
 
+bool isExportable(const PhotoItem& photo) { return photo.captureDate() && !photo.isMissing(); }
+
+std::string awayText(const FilmRoll& roll, std::string_view reason) {
+    return fmt::format("Could not export {}: {}", roll.name(), reason);
+}
+
+/// An export that wrote nothing, or whose folder went away, leaves the roll as it was.
+void fail(FilmRoll& roll, std::string message) {
+    roll.setIsExporting(false);
+    roll.setExportProgress(0.0);
+    roll.setStatusNotification(StatusNotification::error(std::move(message)));
+}
+
 void finish(const Export& run) {
     FilmRoll& roll = *run.roll;
+    if (run.exported == 0)
+        return fail(roll, StatusNotification::exported(run.exported, run.errors).message());
     roll.setIsExporting(false);
     roll.setExportProgress(1.0);
     roll.setStatusNotification(StatusNotification::exported(run.exported, run.errors));
@@ -66,7 +86,7 @@ void takeOutcome(Export& run, bool written) {
 }
 
 void exportNext(const std::shared_ptr<Export>& run) {
-    while (run->next < run->photos.size() && !run->photos[run->next]->captureDate()) ++run->next;
+    while (run->next < run->photos.size() && !isExportable(*run->photos[run->next])) ++run->next;
     if (run->next == run->photos.size()) {
         finish(*run);
         return;
@@ -76,9 +96,13 @@ void exportNext(const std::shared_ptr<Export>& run) {
     const Path destination =
         run->folder / exportFileName(photo->sortIndex(), *photo->captureDate(), services.language);
     services.userQueue.add([run, destination, source = photo->sourceURL(), quality = run->quality,
-                            data = photoData(*run, *photo), &services] {
+                            data = photoData(*run, *photo), known = run->known, &services] {
         const bool written = services.exif.writeEXIF(source, destination, data, quality).has_value();
-        services.main.post([run, written] {
+        // A disk that was pulled fails all that is left, a photo that cannot be read itself alone.
+        FolderVerdict folder;
+        if (!written) folder = judgeFolder(services.files, source.parent(), *known);
+        services.main.post([run, written, reason = folder.awayReason()] {
+            if (!reason.empty()) return fail(*run->roll, awayText(*run->roll, reason));
             takeOutcome(*run, written);
             exportNext(run);
         });
@@ -89,12 +113,20 @@ void exportNext(const std::shared_ptr<Export>& run) {
 
 void exportAll(FilmRoll& roll) {
     const LibraryServices& services = roll.services();
-    const bool hasDated =
-        std::any_of(roll.photos().begin(), roll.photos().end(),
-                    [](const PhotoPointer& photo) { return photo->captureDate().has_value(); });
-    if (!hasDated) {
+    PhotoList dated = roll.photos();
+    std::erase_if(dated, [](const PhotoPointer& photo) { return !photo->captureDate(); });
+    if (dated.empty()) {
         roll.setStatusNotification(StatusNotification::warning("Assign dates before exporting"));
         return;
+    }
+    if (roll.isDisconnected()) return fail(roll, awayText(roll, roll.awayReason()));
+    const auto verdict = judgeFolder(services.files, roll.sourceFolder(), roll.storedFingerprint());
+    if (!verdict.isPresent()) return fail(roll, awayText(roll, verdict.awayReason()));
+    if (std::ranges::none_of(dated, [](const PhotoPointer& photo) { return isExportable(*photo); }))
+        return fail(roll, awayText(roll, "the files of its dated photos are missing"));
+    for (const PhotoPointer& photo : dated) {
+        if (!photo->isMissing()) continue;
+        log::info("Export", "{} of {} is left out: its file is missing", photo->filename(), roll.name());
     }
     const Path folder = roll.sourceFolder() / exportFolderName;
     if (!services.files.isDirectory(folder)) {
@@ -110,6 +142,7 @@ void exportAll(FilmRoll& roll) {
     run->roll = roll.shared_from_this();
     run->photos = roll.photos();
     run->folder = folder;
+    run->known = std::make_shared<const std::vector<FileFingerprint>>(roll.storedFingerprint());
     run->quality = services.preferences.exportQuality();
     run->rollData = rollData(roll);
     exportNext(run);

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "library/fingerprint.h"
 #include "library/roll_loading.h"
 #include "library_world.h"
 
@@ -18,6 +19,11 @@ protected:
         loadFolder(*roll, false);
         for (const auto& photo : roll->photos()) photo->setCaptureDate(*parseTimestamp("1994-03-02"));
         return roll;
+    }
+    /// What an export that came to nothing must not have touched.
+    static auto facts(const FilmRoll& roll) {
+        return std::tuple(roll.workflowState(), roll.lastExported(), roll.exportDirty(),
+                          roll.storedFingerprint(), roll.contentRevision());
     }
     std::vector<std::string> exportedNames() const {
         std::vector<std::string> names;
@@ -78,6 +84,69 @@ TEST_F(RollExportTest, ASourceThatIsGoneIsCountedAndTheOthersAreExported) {
     EXPECT_EQ(roll->workflowState(), WorkflowState::exported);
 }
 
+TEST_F(RollExportTest, AFolderThatIsNotTheRollsOwnGetsNoCopies) {
+    const struct {
+        std::function<void(FilmRoll&)> happens;
+        std::string reason;
+    } cases[] = {
+        {[](FilmRoll&) {}, "its folder is not there"},
+        {[&](FilmRoll&) { machine.files.addFolder(folder); }, "its folder is empty"},
+        {[&](FilmRoll&) { machine.files.addFile(folder / "001.jpg", "another picture"); }, "other files"},
+        {[&](FilmRoll& roll) { leaveFolder(roll, "its folder is lent"); }, "its folder is lent"},
+    };
+    const auto roll = datedRoll(2);
+    roll->setStoredFingerprint(computeFingerprint(machine.files, folder));
+    machine.files.rename(folder, Path("/elsewhere"));
+    for (const auto& each : cases) {
+        each.happens(*roll);
+        const std::size_t files = machine.files.allFiles(Path("/home")).size();
+        const bool isThere = machine.files.exists(folder);
+        const auto before = facts(*roll);
+        exportAll(*roll);
+        machine.settle();
+        EXPECT_EQ(roll->statusNotification()->kind(), StatusNotification::Kind::error);
+        EXPECT_THAT(roll->statusNotification()->message(), HasSubstr("Could not export kyoto: "));
+        EXPECT_THAT(roll->statusNotification()->message(), HasSubstr(each.reason));
+        EXPECT_FALSE(roll->isExporting());
+        EXPECT_EQ(facts(*roll), before) << each.reason;
+        EXPECT_EQ(machine.files.allFiles(Path("/home")).size(), files) << each.reason;
+        EXPECT_EQ(machine.files.exists(folder), isThere) << each.reason;
+        EXPECT_FALSE(machine.files.exists(folder / "Kelvaris_Export")) << each.reason;
+    }
+}
+
+TEST_F(RollExportTest, AFolderThatGoesAwayMeanwhileEndsTheExport) {
+    const auto roll = datedRoll(3);
+    roll->setStoredFingerprint(computeFingerprint(machine.files, folder));
+    const auto before = facts(*roll);
+    exportAll(*roll);
+    machine.queues.queue("user")->runNext();
+    machine.main.drain();
+    EXPECT_EQ(exportedNames().size(), 1u);
+    machine.files.rename(folder, Path("/elsewhere"));
+    machine.files.addFolder(folder);
+    machine.settle();
+    EXPECT_EQ(roll->statusNotification(),
+              StatusNotification::error("Could not export kyoto: its folder is empty"));
+    EXPECT_FALSE(roll->isExporting());
+    EXPECT_EQ(facts(*roll), before);
+    EXPECT_THAT(machine.files.allFiles(folder), ::testing::IsEmpty());
+}
+
+TEST_F(RollExportTest, PhotosWithoutTheirFilesAreLeftOut) {
+    const auto roll = datedRoll(3);
+    roll->photos()[1]->setIsMissing(true);
+    exportAll(*roll);
+    machine.settle();
+    EXPECT_EQ(roll->statusNotification(), StatusNotification::exported(2, 0));
+    EXPECT_THAT(exportedNames(), ElementsAre("roll_001-1994-03-02.jpg", "roll_003-1994-03-02.jpg"));
+    for (const auto& photo : roll->photos()) photo->setIsMissing(true);
+    const auto before = facts(*roll);
+    exportAll(*roll);
+    EXPECT_THAT(roll->statusNotification()->message(), HasSubstr("are missing"));
+    EXPECT_EQ(facts(*roll), before);
+}
+
 TEST_F(RollExportTest, AFolderThatCannotBeMadeChangesNothingElse) {
     const auto roll = datedRoll(1);
     machine.files.setReadOnly(folder);
@@ -114,9 +183,12 @@ TEST_F(RollExportTest, AFullDiskIsToldInTheCount) {
     machine.settle();
     const std::string before = *machine.files.contents(folder / "Kelvaris_Export/roll_001-1994-03-02.jpg");
     machine.files.setFreeSpace(0);
+    roll->markExportDirty();
+    const auto factsBefore = facts(*roll);
     exportAll(*roll);
     machine.settle();
-    EXPECT_EQ(roll->statusNotification()->message(), "Exported 0 photos, 3 errors");
+    EXPECT_EQ(roll->statusNotification(), StatusNotification::error("Exported 0 photos, 3 errors"));
+    EXPECT_EQ(facts(*roll), factsBefore);
     EXPECT_EQ(exportedNames().size(), 3u) << "the earlier copies stand";
     EXPECT_EQ(*machine.files.contents(folder / "Kelvaris_Export/roll_001-1994-03-02.jpg"), before);
 }
