@@ -240,6 +240,8 @@ private:
     std::optional<RenameError> moveRollFolder(const RollPointer& roll, const std::string& name);
     void moveRollTo(FilmRoll& roll, const Path& folder);
     void moveOnto(const RollPointer& roll, const Path& folder);
+    /// Why the roll cannot be moved onto the folder, whatever the user says.
+    std::optional<std::string> relocationRefusal(const RollPointer& roll, const Path& folder) const;
     void searchFolders(const std::vector<RollPointer>& rolls);
     /// The connected roll whose folder, links resolved, is this one; null when there is none.
     RollPointer rollAt(const Path& realFolder) const;

@@ -12,6 +12,8 @@
 #include "library/fingerprint.h"
 #include "library/folder_verdict.h"
 #include "library/roll_loading.h"
+#include "vault/manifest_exchange.h"
+#include "vault/roll_document.h"
 
 namespace kelvaris {
 
@@ -112,6 +114,7 @@ void AppViewModel::locateRoll(const RollPointer& roll) {
         request, [this, alive = lifetime_.weak(), roll](const std::vector<Path>& chosen) {
             if (alive.expired() || chosen.empty()) return;
             const Path folder = chosen.front();
+            if (relocationRefusal(roll, folder)) return moveOnto(roll, folder);  // which tells it
             const double ratio =
                 matchRatio(computeFingerprint(services_.library.files, folder), roll->storedFingerprint());
             if (ratio >= matchingRatio || roll->storedFingerprint().empty()) {
@@ -128,11 +131,22 @@ void AppViewModel::locateRoll(const RollPointer& roll) {
         });
 }
 
-Result<void, std::string> AppViewModel::relocateRoll(const RollPointer& roll, const Path& folder) {
-    if (exclusive_ != Exclusive::none) return Unexpected(std::string(exclusiveRefusal));
+std::optional<std::string> AppViewModel::relocationRefusal(const RollPointer& roll,
+                                                           const Path& folder) const {
+    if (exclusive_ != Exclusive::none) return std::string(exclusiveRefusal);
     if (const RollPointer owner = rollAt(realPath(folder)); owner && owner != roll) {
-        return Unexpected(fmt::format("the folder belongs to the roll {}", owner->name()));
+        return fmt::format("the folder belongs to the roll {}", owner->name());
     }
+    const auto listing = services_.library.files.list(folder);
+    if (!listing) return "the folder cannot be read";
+    // Nothing would tell the folder from any other, such as a mount point without its disk.
+    if (!roll->storedFingerprint().empty() && fingerprintOf(*listing).empty())
+        return "the folder holds no pictures";
+    return std::nullopt;
+}
+
+Result<void, std::string> AppViewModel::relocateRoll(const RollPointer& roll, const Path& folder) {
+    if (auto refusal = relocationRefusal(roll, folder)) return Unexpected(std::move(*refusal));
     auto reference = services_.folders.makeReference(folder);
     const auto listing = services_.library.files.list(folder);
     if (!reference || !listing || !services_.folders.beginAccess(folder)) {
@@ -146,6 +160,9 @@ Result<void, std::string> AppViewModel::relocateRoll(const RollPointer& roll, co
     roll->setIsDisconnected(false);
     roll->setAwayReason({});
     takeListing(*roll, *listing);
+    // By these the folder is known again after a restart, even if it holds none of the roll's old files.
+    roll->setStoredFingerprint(mergedFingerprint(fingerprintOf(*listing), roll->storedFingerprint(),
+                                                 buildManifest(*roll, {}).photos));
     showLoaded(*roll, true);
     services_.vault.save(*roll);
     return {};
