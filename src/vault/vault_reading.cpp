@@ -46,6 +46,10 @@ std::optional<std::string> folderPathOf(std::string_view file) {
     return std::nullopt;
 }
 
+void logAll(const std::vector<VaultProblem>& problems) {
+    for (const VaultProblem& problem : problems) log::error("Vault", "{}", problem.text);
+}
+
 /// Rolls that are read ahead of the thread that takes them.
 constexpr std::size_t readAhead = 32;
 
@@ -84,7 +88,6 @@ VaultStore::RollReading VaultStore::readRoll(const RollListing::Roll& roll) cons
     RollReading result;
     for (const Path& file : roll.files) {
         auto reading = readRollFile(files_, clock_, file, roll.id);
-        for (const VaultProblem& problem : reading.problems) log::error("Vault", "{}", problem.text);
         result.problems.insert(result.problems.end(), reading.problems.begin(), reading.problems.end());
         if (!reading.record) continue;
         result.roll.emplace();
@@ -96,6 +99,7 @@ VaultStore::RollReading VaultStore::readRoll(const RollListing::Roll& roll) cons
         result.problems = result.roll->problems;
         break;
     }
+    logAll(result.problems);
     return result;
 }
 
@@ -141,6 +145,7 @@ std::vector<VaultProblem> VaultStore::forEachRoll(OperationQueue& workers,
                              listing.error().message)}};
     }
     std::vector<VaultProblem> problems = listing->problems;
+    logAll(problems);
     const auto& rolls = listing->rolls;
     using Production = OrderedProduction<RollReading>;
     const auto reading = std::make_shared<Production>(
@@ -180,7 +185,7 @@ std::optional<EmbeddingsByFilename> VaultStore::loadEmbeddings(RollID id) const 
 
 FileReading<VaultPreferences> VaultStore::readPreferences() const {
     auto reading = readPreferencesFile(files_, clock_, paths_.preferencesFile);
-    for (const VaultProblem& problem : reading.problems) log::error("Vault", "{}", problem.text);
+    logAll(reading.problems);
     return reading;
 }
 

@@ -33,6 +33,7 @@ VaultService::VaultService(VaultPaths paths, const VaultMachine& machine, Access
       schedule_(machine.main, machine.clock, [this](FilmRoll& roll) { return write(roll); }) {
     if (access == Access::readOnly) {
         writeRefusal_ = "The library was opened for reading only";
+        schedule_.setHeld(true);  // nobody asked for a save
         return;
     }
     (void)files_.createDirectories(this->paths().root);
@@ -42,6 +43,7 @@ VaultService::VaultService(VaultPaths paths, const VaultMachine& machine, Access
                             ? "Another Kelvaris is using this library"
                             : fmt::format("The library cannot be written: {}", lock.error().message);
         if (access == Access::readWrite) log::error("Vault", "{}", writeRefusal_);
+        schedule_.setHeld(access != Access::readWrite);
         return;
     }
     lock_ = std::move(*lock);

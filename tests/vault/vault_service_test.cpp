@@ -243,6 +243,32 @@ TEST_F(VaultServiceTest, AFolderThatIsAwayKeepsItsStoredFingerprint) {
     EXPECT_EQ(vault->loadManifest(file(*roll))->fileFingerprint.size(), 3u);
 }
 
+TEST_F(VaultServiceTest, AReaderNeitherSavesNorComplains) {
+    const auto roll = loadedRoll(1);
+    const auto lost = loadedRoll(1, Path("/home/user/scans/osaka"));
+    saveWithNotes(*roll, "mine");
+    saveWithNotes(*lost, "lost");
+    machine.files.addFile(file(*roll), "damaged");
+    machine.files.addFile(paths.embeddingsFile(lost->id()), "damaged");
+    machine.files.addFile(paths.rolls / "my list.md", "foreign");
+    machine.files.addFile(paths.preferencesFile, "damaged");
+    for (const auto access : {VaultService::Access::readOnly, VaultService::Access::readWriteIfFree}) {
+        const auto reader = makeVault(access);
+        reader->watch({lost});
+        const LogCapture log;
+        lost->setNotes(lost->notes() + "!");
+        machine.advance(std::chrono::minutes(1));
+        EXPECT_THAT(log.errors(), ::testing::IsEmpty());
+        EXPECT_EQ(notesIn(file(*lost)), "lost");
+
+        const auto workers = machine.queues.makeQueue("readers", 1);
+        reader->tell(reader->store().forEachRoll(*workers, [](const StoredRoll&) {}));
+        (void)reader->loadPreferences();
+        EXPECT_EQ(reader->problems().size(), 4u);
+        EXPECT_EQ(log.errors().size(), 4u) << "each is told, and told once";
+    }
+}
+
 TEST_F(VaultServiceTest, ASecondProgramReadsAndIsRefusedToWrite) {
     const auto roll = loadedRoll(1);
     saveWithNotes(*roll, "mine");
