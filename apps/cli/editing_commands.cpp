@@ -16,6 +16,7 @@
 #include "library/roll_selection.h"
 #include "library/roll_timeline.h"
 #include "live_json.h"
+#include "questions.h"
 #include "references.h"
 #include "session.h"
 #include "texts.h"
@@ -122,6 +123,7 @@ struct DatesArguments {
     std::string start;
     std::string interval;
     std::string timeline;
+    bool yes = false;
 };
 
 double parsedInterval(const std::string& text) {
@@ -151,14 +153,19 @@ void dates(Session& session, const DatesArguments& arguments) {
         session.waitUntil([&isLoaded] { return isLoaded.has_value(); });
         if (!*isLoaded) throw CommandFailure(roll->statusNotification()->message());
     }
+    if (!canAssignDates(*roll, start, interval))
+        throw CommandFailure("the dates would leave the years 0 to 9999");
+    const std::string warning = dateOverwriteSummary(*roll).warningMessage();
+    if (hasDatesAtRisk(*roll)) {
+        confirm(session, warning, arguments.yes);
+    } else if (!warning.empty()) {
+        session.tell(warning);
+    }
     const RollAct act(*roll);  // one step with the start, which assignDates does not know as a change
-    const Instant startBefore = roll->baseDate();
     roll->setBaseDate(start);
     bool done = false;
-    if (!assignDates(*roll, interval, [&done] { done = true; })) {
-        roll->setBaseDate(startBefore);
-        throw CommandFailure("the dates would leave the years 0 to 9999");
-    }
+    if (!assignDates(*roll, interval, [&done] { done = true; }))
+        throw CommandFailure(roll->statusNotification()->message());
     session.waitUntil([&done] { return done; });
     act.end(&session.app().undoStack(), "Assign Dates");
     session.app().scheduleSave(roll);
@@ -229,8 +236,19 @@ void rotate(Session& session, const RotateArguments& arguments) {
                 fmt::format("{} is turned by {}°", photo->filename(), rawValue(photo->rotation())));
 }
 
-void remove(Session& session, const PhotoArguments& arguments) {
+struct RemoveArguments : PhotoArguments {
+    bool back = false;
+};
+
+void bringBack(Session& session, const RollPointer& roll, const std::string& reference) {
+    const PhotoPointer photo = session.removedPhoto(*roll, reference);
+    bringBackPhoto(*roll, photo, &session.app().undoStack());
+    answerPhoto(session, roll, photo, fmt::format("{} is back in the roll", photo->filename()));
+}
+
+void remove(Session& session, const RemoveArguments& arguments) {
     const RollPointer roll = session.roll(arguments.roll);
+    if (arguments.back) return bringBack(session, roll, arguments.photo);
     const PhotoPointer photo = session.photo(*roll, arguments.photo);
     removePhoto(*roll, photo, &session.app().undoStack());
     session.app().scheduleSave(roll);
@@ -264,21 +282,29 @@ struct RollArguments {
 
 void exportRoll(Session& session, const RollArguments& arguments) {
     const RollPointer roll = session.roll(arguments.roll);
-    if (roll->isDisconnected()) throw CommandFailure("the roll's folder cannot be reached");
+    std::vector<std::string> missing;
+    for (const PhotoPointer& photo : roll->photos()) {
+        if (photo->captureDate() && photo->isMissing()) missing.push_back(photo->filename());
+    }
     exportAll(*roll);
     session.waitUntil([&] {
         if (roll->isExporting())
             session.progress(fmt::format("Exporting {:.0f}%", roll->exportProgress() * 100));
         return !roll->isExporting();
     });
-    session.app().scheduleSave(roll);
     const StatusNotification status = roll->statusNotification().value_or(StatusNotification::info(""));
     const bool isExported = status.kind() == StatusNotification::Kind::exported;
+    if (isExported) session.app().scheduleSave(roll);
     if (!isExported || status.errors() > 0) throw CommandFailure(status.message());
-    session.answer(Json{{"exported", status.count()},
-                        {"errors", status.errors()},
-                        {"folder", (roll->sourceFolder() / "Kelvaris_Export").string()}},
-                   status.message());
+    Json json{{"exported", status.count()},
+              {"errors", status.errors()},
+              {"folder", (roll->sourceFolder() / "Kelvaris_Export").string()}};
+    std::string text = status.message() + '\n';
+    if (!missing.empty()) {
+        json["missing"] = missing;
+        text += fmt::format("Left out, since their files are missing: {}\n", joined(missing, ", "));
+    }
+    session.answer(json, text);
 }
 
 struct NoArguments {};
@@ -315,6 +341,7 @@ void addEditingCommands(CommandTable& table) {
             command.add_option("--interval", arguments.interval, "Seconds from photo to photo");
             command.add_option("--timeline", arguments.timeline,
                                "A location history: Records.json, Timeline.json, GPX or KML");
+            command.add_flag("--yes", arguments.yes, "Replace the dates that the photos have");
         },
         dates);
     table.add<LabelArguments>(
@@ -333,8 +360,13 @@ void addEditingCommands(CommandTable& table) {
                 ->check(CLI::IsMember({"cw", "ccw", "confirm"}));
         },
         rotate);
-    table.add<PhotoArguments>("remove", "Take a photo out of a roll; the file stays", Access::write,
-                              declarePhoto, remove);
+    table.add<RemoveArguments>(
+        "remove", "Take a photo out of a roll, or bring it back; the file stays", Access::write,
+        [](CLI::App& command, RemoveArguments& arguments) {
+            declarePhoto(command, arguments);
+            command.add_flag("--back", arguments.back, "Bring back a photo that was taken out");
+        },
+        remove);
     table.add<ReorderArguments>(
         "reorder", "Move a photo to another place in its roll", Access::write,
         [](CLI::App& command, ReorderArguments& arguments) {

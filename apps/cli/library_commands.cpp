@@ -8,6 +8,7 @@
 #include "command.h"
 #include "library/roll_analysis.h"
 #include "live_json.h"
+#include "questions.h"
 #include "session.h"
 #include "texts.h"
 
@@ -43,15 +44,32 @@ void waitForAnalysis(Session& session) {
     });
 }
 
-void answerRolls(Session& session, const std::vector<RollPointer>& rolls) {
+/// @param remark a line below the rolls, for a person; may be empty.
+void answerRolls(Session& session, const std::vector<RollPointer>& rolls, const std::string& remark = "") {
     Json json = Json::array();
     std::vector<std::vector<std::string>> rows = {rollHead()};
     for (const RollPointer& roll : rolls) {
         json.push_back(liveJson(*roll, false));
         rows.push_back(rollRow(*roll));
     }
-    session.answer(
-        json, rolls.empty() ? "No rolls yet. Open a folder of scans with \"open FOLDER\"." : table(rows));
+    std::string text;
+    if (!rolls.empty()) text = table(rows);
+    if (rolls.empty() && remark.empty()) text = "No rolls yet. Open a folder of scans with \"open FOLDER\".";
+    session.answer(json, text + remark);
+}
+
+void listRolls(Session& session, const NoArguments&) {
+    const VaultService& vault = session.system().vault();
+    int unreadable = 0;
+    for (const VaultProblem& problem : vault.problems()) {
+        if (problem.kind == VaultProblem::Kind::library)
+            throw CommandFailure("the rolls cannot be read; this is no empty library");
+        const bool isRoll = problem.file.parent() == vault.paths().rolls;
+        if (isRoll && problem.kind == VaultProblem::Kind::unreadable) ++unreadable;
+    }
+    const std::string remark =
+        fmt::format("{} could not be read; see verify", countOf(unreadable, "roll file"));
+    answerRolls(session, session.app().rolls(), unreadable == 0 ? "" : remark);
 }
 
 void open(Session& session, const OpenArguments& arguments) {
@@ -86,8 +104,13 @@ void show(Session& session, const RollArguments& arguments) {
     session.answer(liveJson(*roll, true), rollText(*roll, session.system().language()));
 }
 
-void drop(Session& session, const RollArguments& arguments) {
+struct DropArguments : RollArguments {
+    bool yes = false;
+};
+
+void drop(Session& session, const DropArguments& arguments) {
     const RollPointer roll = session.roll(arguments.roll);
+    if (const auto warning = roll->removalWarning()) confirm(session, *warning, arguments.yes);
     if (const auto removed = session.app().removeRoll(roll); !removed) {
         throw CommandFailure(fmt::format("could not remove {}: {}", roll->name(), removed.error()));
     }
@@ -137,25 +160,34 @@ struct LocateArguments {
     bool force = false;
 };
 
+void search(Session& session, const RollPointer& roll) {
+    if (!roll->isDisconnected()) throw CommandFailure("the roll's folder is where it was");
+    session.app().searchFolder(roll);
+    session.waitUntil([&] { return !session.app().isSearchingFolders(); });
+    if (roll->isDisconnected()) throw CommandFailure("no folder with the roll's files was found");
+}
+
+void moveOnto(Session& session, const RollPointer& roll, const std::string& named, bool force) {
+    const Path folder = absolutePath(named, session);
+    if (!session.system().files().isDirectory(folder))
+        throw CommandFailure(fmt::format("no such folder: {}", named));
+    roll->setStatusNotification(std::nullopt);  // what is told from here on is about this folder
+    session.system().shell().addChoice({folder});
+    session.system().shell().setAgrees(force);
+    session.app().locateRoll(roll);
+    session.system().settle();
+    if (roll->sourceFolder() == folder && !roll->isDisconnected()) return;
+    const auto& status = roll->statusNotification();
+    if (status && status->kind() == StatusNotification::Kind::error) throw CommandFailure(status->message());
+    throw CommandFailure("the folder holds other files than the roll; --force takes it all the same");
+}
+
 void locate(Session& session, const LocateArguments& arguments) {
     const RollPointer roll = session.roll(arguments.roll);
     if (arguments.folder.empty()) {
-        if (!roll->isDisconnected()) throw CommandFailure("the roll's folder is where it was");
-        session.app().searchFolder(roll);
-        session.waitUntil([&] { return !session.app().isSearchingFolders(); });
-        if (roll->isDisconnected()) throw CommandFailure("no folder with the roll's files was found");
+        search(session, roll);
     } else {
-        const Path folder = absolutePath(arguments.folder, session);
-        if (!session.system().files().isDirectory(folder)) {
-            throw CommandFailure(fmt::format("no such folder: {}", arguments.folder));
-        }
-        session.system().shell().addChoice({folder});
-        session.system().shell().setAgrees(arguments.force);
-        session.app().locateRoll(roll);
-        session.system().settle();
-        if (roll->sourceFolder() != folder || roll->isDisconnected()) {
-            throw CommandFailure("the folder holds other files than the roll; --force takes it all the same");
-        }
+        moveOnto(session, roll, arguments.folder, arguments.force);
     }
     waitForAnalysis(session);
     session.app().scheduleSave(roll);
@@ -173,12 +205,15 @@ void addLibraryCommands(CommandTable& table) {
             command.add_flag("--no-analysis", arguments.noAnalysis, "Do not look at the pictures now");
         },
         open);
-    table.add<NoArguments>(
-        "rolls", "List the rolls", Access::read, declaresNothing,
-        [](Session& session, const NoArguments&) { answerRolls(session, session.app().rolls()); });
+    table.add<NoArguments>("rolls", "List the rolls", Access::read, declaresNothing, listRolls);
     table.add<RollArguments>("show", "Show one roll with its photos", Access::read, declareRoll, show);
-    table.add<RollArguments>("drop", "Remove a roll from the library; the scans stay", Access::write,
-                             declareRoll, drop);
+    table.add<DropArguments>(
+        "drop", "Remove a roll from the library; the scans stay", Access::write,
+        [](CLI::App& command, DropArguments& arguments) {
+            declareRoll(command, arguments);
+            command.add_flag("--yes", arguments.yes, "Do not ask");
+        },
+        drop);
     table.add<AnalyzeArguments>(
         "analyze", "Analyze what needs it, or one roll anew", Access::write,
         [](CLI::App& command, AnalyzeArguments& arguments) {

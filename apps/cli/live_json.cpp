@@ -45,6 +45,12 @@ Json faces(const std::vector<FaceRegion>& regions) {
     return list;
 }
 
+Json photosJson(const PhotoList& photos) {
+    Json list = Json::array();
+    for (const PhotoPointer& photo : photos) list.push_back(liveJson(*photo));
+    return list;
+}
+
 }  // namespace
 
 Json liveJson(const PhotoItem& photo) {
@@ -122,10 +128,11 @@ Json liveJson(const FilmRoll& roll, bool withPhotos) {
     put(json, "cloudAvailability", roll.cloudAvailability());
     put(json, "dateRange", roll.dateRange());
     put(json, "sourceFolderBreadcrumb", roll.sourceFolderBreadcrumb());
+    if (roll.isDisconnected()) put(json, "awayReason", roll.awayReason());
     if (roll.statusNotification()) json["statusNotification"] = roll.statusNotification()->message();
     if (withPhotos) {
-        json["photos"] = Json::array();
-        for (const PhotoPointer& photo : roll.photos()) json["photos"].push_back(liveJson(*photo));
+        json["photos"] = photosJson(roll.photos());
+        if (!roll.removedPhotos().empty()) json["removedPhotos"] = photosJson(roll.removedPhotos());
     }
     return json;
 }

@@ -12,7 +12,7 @@ namespace kelvaris::cli {
 nlohmann::ordered_json liveJson(const PhotoItem& photo);
 
 /// A roll's live fields by their names.
-/// @param withPhotos adds "photos", one object a photo.
+/// @param withPhotos adds "photos", one object a photo, and "removedPhotos" where some were taken out.
 nlohmann::ordered_json liveJson(const FilmRoll& roll, bool withPhotos);
 
 }  // namespace kelvaris::cli

@@ -70,6 +70,7 @@ ParsedLine parsedLine(const LineWords& given, bool isWithinSession, std::ostream
 /// Runs the lines of the input against one running system.
 int runLines(Session& session, std::ostream& output, std::ostream& errors) {
     int status = done;
+    session.takesCommands = true;
     while (!session.isEnding) {
         const auto text = session.nextLine();
         if (!text) break;

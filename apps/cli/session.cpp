@@ -37,6 +37,14 @@ VaultService::Access vaultAccess(Access access) {
     return VaultService::Access::readOnly;
 }
 
+PhotoPointer photoCalled(const std::string& reference, const PhotoList& photos, std::string_view kind) {
+    std::vector<Named> things;
+    for (const PhotoPointer& photo : photos) things.push_back({photo->filename(), ""});
+    const auto found = resolveReference(reference, things, kind);
+    if (!found) throw CommandFailure(found.error());
+    return photos[*found];
+}
+
 }  // namespace
 
 Session::Session(SessionOptions options, Console& console, std::ostream& output, std::ostream& errors)
@@ -58,7 +66,7 @@ bool Session::run(const ChosenCommand& command, Access granted) {
         command.run(*this);
         if (system_) system_->main().drain();
     } catch (const CommandFailure& failure) {
-        complain(failure.what());
+        tell(failure.what());
         isDone = false;
     } catch (const Interruption&) {
         return false;
@@ -98,7 +106,7 @@ bool Session::save(Telling telling) {
     if (access_ != Access::write) return true;  // what was learned on the way can be learned again
     for (const std::string& failure : failures) {
         const bool isKnown = std::ranges::find(toldFailures_, failure) != toldFailures_.end();
-        if (telling == Telling::all || !isKnown) complain(failure);
+        if (telling == Telling::all || !isKnown) tell(failure);
     }
     toldFailures_ = std::move(failures);
     return toldFailures_.empty();
@@ -112,10 +120,10 @@ bool Session::waitForMirror() {
         MirrorBacklog backlog = system_->vault().mirror().waitUntilWritten(mirrorGlance);
         const auto longest = console_.endingSignal() ? longestMirrorWaitAfterSignal : longestMirrorWait;
         if (backlog.isWorking && clock.now() - start < longest) continue;
-        if (backlog.files.empty() && backlog.isWorking) complain("the mirror is not up to date");
+        if (backlog.files.empty() && backlog.isWorking) tell("the mirror is not up to date");
         if (backlog.files.empty()) return !backlog.isWorking;
         const bool isPaused = backlog.isAway;  // no failure: it goes on when the disk is there
-        complain(backlogText(std::move(backlog)));
+        tell(backlogText(std::move(backlog)));
         return isPaused;
     }
 }
@@ -169,17 +177,17 @@ RollPointer Session::roll(const std::string& reference) {
 }
 
 PhotoPointer Session::photo(const FilmRoll& roll, const std::string& reference) {
-    std::vector<Named> things;
-    for (const PhotoPointer& photo : roll.photos()) things.push_back({photo->filename(), ""});
-    const auto isNamed =
-        std::any_of(things.begin(), things.end(), [&](const Named& each) { return each.name == reference; });
+    const PhotoList& photos = roll.photos();
     const auto number = parseInteger(reference);
-    if (!isNamed && number && *number >= 1 && static_cast<std::size_t>(*number) <= things.size()) {
-        return roll.photos()[static_cast<std::size_t>(*number) - 1];
+    if (!roll.photoNamed(reference) && number && *number >= 1 &&
+        static_cast<std::size_t>(*number) <= photos.size()) {
+        return photos[static_cast<std::size_t>(*number) - 1];
     }
-    const auto found = resolveReference(reference, things, "photo");
-    if (!found) throw CommandFailure(found.error());
-    return roll.photos()[*found];
+    return photoCalled(reference, photos, "photo");
+}
+
+PhotoPointer Session::removedPhoto(const FilmRoll& roll, const std::string& reference) {
+    return photoCalled(reference, roll.removedPhotos(), "photo that was taken out");
 }
 
 void Session::waitUntil(const std::function<bool()>& condition) {
@@ -201,9 +209,20 @@ void Session::answer(const Json& json, const std::string& text) {
     }
 }
 
-void Session::complain(const std::string& text) {
+void Session::tell(const std::string& text) {
     progress("");
     errors_ << "kelvaris-cli: " << text << '\n';
+}
+
+std::optional<bool> Session::ask(const std::string& question) {
+    if (takesCommands || !console_.canAsk()) return std::nullopt;
+    progress("");
+    errors_ << question << " [y/N] ";
+    errors_.flush();
+    const auto line = nextLine();
+    if (!line) errors_ << '\n';  // the input is over, so that nobody ended the line
+    const std::string word = asciiLowercased(trimmed(line.value_or("")));
+    return word == "y" || word == "yes";
 }
 
 void Session::progress(const std::string& text) {

@@ -52,10 +52,18 @@ public:
     RollPointer roll(const std::string& reference);
     /// By file name, a beginning of it, or the number shown in the list.
     PhotoPointer photo(const FilmRoll& roll, const std::string& reference);
+    /// By file name or a beginning of it, among the photos that were taken out of the roll.
+    PhotoPointer removedPhoto(const FilmRoll& roll, const std::string& reference);
 
     /// Runs the main queue until the condition holds. When a signal asks the program to end, saves what
     /// waits and leaves the command by an exception that run() takes.
     void waitUntil(const std::function<bool()>& condition);
+
+    /// Prints a line on standard error at once.
+    void tell(const std::string& text);
+    /// Asks the user for a yes.
+    /// @return the answer; nothing when nobody can be asked, as in a script.
+    std::optional<bool> ask(const std::string& question);
 
     /// Keeps one JSON value or the text, as the user asked, to be printed at the end of the command.
     void answer(const Json& json, const std::string& text);
@@ -64,6 +72,8 @@ public:
 
     /// Ends the reading of further commands.
     bool isEnding = false;
+    /// The lines of the input are commands, so that none may be taken for an answer.
+    bool takesCommands = false;
 
 private:
     void openSystem();
@@ -74,7 +84,6 @@ private:
     void catchUpMirror();
     bool waitForMirror();
     std::string backlogText(MirrorBacklog backlog);
-    void complain(const std::string& text);
 
     SessionOptions options_;
     Console& console_;

@@ -16,10 +16,25 @@ std::string filmText(const FilmRoll& roll) {
 }
 
 std::string stateText(const FilmRoll& roll) {
-    if (roll.isDisconnected()) return "disconnected";
+    if (roll.isDisconnected()) return "away: " + roll.awayReason();
     std::string text = roll.workflowState() ? std::string(rawValue(*roll.workflowState())) : "";
     if (roll.exportDirty().value_or(false)) text += ", changed since export";
     return text;
+}
+
+/// "2 photos: scan_01.jpg, scan_07.jpg"; empty for none.
+std::string namesText(const PhotoList& photos) {
+    if (photos.empty()) return "";
+    std::vector<std::string> names;
+    for (const PhotoPointer& photo : photos) names.push_back(photo->filename());
+    return fmt::format("{}: {}", countOf(static_cast<int>(names.size()), "photo"), joined(names, ", "));
+}
+
+std::string missingText(const FilmRoll& roll) {
+    if (roll.isDisconnected()) return "";  // all are
+    PhotoList missing = roll.photos();
+    std::erase_if(missing, [](const PhotoPointer& photo) { return !photo->isMissing(); });
+    return namesText(missing);
 }
 
 std::string labelText(const PhotoItem& photo) {
@@ -82,6 +97,8 @@ std::string rollText(const FilmRoll& roll, const Language& language) {
     addLine(text, "Dates", roll.dateRange());
     addLine(text, "Notes", roll.notes());
     addLine(text, "State", stateText(roll));
+    addLine(text, "Missing", missingText(roll));
+    addLine(text, "Removed", namesText(roll.removedPhotos()));
     addLine(text, "ID", roll.id().text());
     std::vector<std::vector<std::string>> rows = {
         {"#", "PHOTO", "DATE", "PLACE", "TURN", "LABELS", "QUALITY"}};

@@ -4,6 +4,7 @@
 
 #include "base/text.h"
 #include "command.h"
+#include "questions.h"
 #include "session.h"
 #include "texts.h"
 
@@ -154,11 +155,8 @@ struct ResetArguments {
 };
 
 void reset(Session& session, const ResetArguments& arguments) {
-    if (!arguments.yes) {
-        throw CommandFailure(
-            "this deletes all rolls, preferences and caches (not the scans, not the mirror); say --yes to do "
-            "it");
-    }
+    confirm(session, "This deletes all rolls, preferences and caches (not the scans, not the mirror).",
+            arguments.yes);
     const ResetReport report = session.app().resetAllData();
     if (!report.refusals.empty()) throw CommandFailure(joined(report.refusals, "\n"));
     if (report.hasFailed()) throw CommandFailure("could not be deleted: " + joined(report.failures, "\n"));

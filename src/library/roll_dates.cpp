@@ -102,18 +102,23 @@ std::string MetadataOverwriteSummary::warningMessage() const {
     return "This will replace dates on " + joined(parts, parts.size() == 3 ? ", " : " ") + ".";
 }
 
-bool canAssignDates(const FilmRoll& roll, double intervalSeconds) {
+bool hasDatesAtRisk(const FilmRoll& roll) {
+    return std::ranges::any_of(roll.photos(), [](const PhotoPointer& photo) {
+        return photo->captureDate() && photo->dateSource() && photo->dateSource() != MetadataSource::roll;
+    });
+}
+
+bool canAssignDates(const FilmRoll& roll, Instant start, double intervalSeconds) {
     if (!std::isfinite(intervalSeconds) || intervalSeconds < 0) return false;
     const std::size_t steps = roll.photos().empty() ? 0 : roll.photos().size() - 1;
-    return isStorable(roll.baseDate()) &&
-           isStorable(later(roll.baseDate(), intervalSeconds * static_cast<double>(steps)));
+    return isStorable(start) && isStorable(later(start, intervalSeconds * static_cast<double>(steps)));
 }
 
 bool assignDates(FilmRoll& roll, std::optional<double> intervalSeconds, std::function<void()> completion,
                  UndoStack* undoStack) {
     const LibraryServices& services = roll.services();
     const double interval = intervalSeconds.value_or(services.preferences.dateIntervalSeconds());
-    if (!canAssignDates(roll, interval)) {
+    if (!canAssignDates(roll, roll.baseDate(), interval)) {
         roll.setStatusNotification(StatusNotification::error("The dates would leave the years 0 to 9999"));
         return false;
     }

@@ -25,8 +25,14 @@ struct MetadataOverwriteSummary {
 
 MetadataOverwriteSummary dateOverwriteSummary(const FilmRoll& roll);
 
-/// Whether every date of such an assignment can be stored: the years 0 to 9999, an interval of 0 or more.
-bool canAssignDates(const FilmRoll& roll, double intervalSeconds);
+/// Whether an assignment would replace a date that somebody knew: one of the file, of the user, or read from
+/// the picture. A date without a source is a guess from the file system and no loss, as is one of an earlier
+/// assignment.
+bool hasDatesAtRisk(const FilmRoll& roll);
+
+/// Whether every date of an assignment from that start can be stored: the years 0 to 9999, an interval of 0
+/// or more.
+bool canAssignDates(const FilmRoll& roll, Instant start, double intervalSeconds);
 
 /// Gives each photo, in order, a date spaced from the roll's base date, and the place where the location
 /// history says the user was; a place of an earlier assignment goes where the history does not cover the new

@@ -22,6 +22,8 @@ public:
     virtual Next takeLine(std::string& line) = 0;
     /// The number of the signal that asked the program to end. A sleep ends when one arrives.
     virtual std::optional<int> endingSignal() const = 0;
+    /// Whether a person can be asked: types the lines, and sees what is printed on standard error.
+    virtual bool canAsk() const = 0;
 };
 
 }  // namespace kelvaris

@@ -30,6 +30,9 @@ public:
         signal_ = number;
     }
 
+    /// The lines are typed by a person from now on.
+    void setCanAsk(bool value) { canAsk_ = value; }
+
     Next takeLine(std::string& line) override {
         if (lines_.empty()) return Next::end;
         line = std::move(lines_.front());
@@ -40,6 +43,7 @@ public:
     std::optional<int> endingSignal() const override {
         return taken_ >= linesBeforeSignal_ ? signal_ : std::nullopt;
     }
+    bool canAsk() const override { return canAsk_; }
     void sleep(std::optional<std::chrono::nanoseconds> atMost) override { rest_.sleep(atMost); }
     void wake() override { rest_.wake(); }
 
@@ -48,6 +52,7 @@ private:
     std::size_t taken_ = 0;
     std::size_t linesBeforeSignal_ = 0;
     std::optional<int> signal_;
+    bool canAsk_ = false;
     ConditionSleep rest_;
 };
 

@@ -10,6 +10,8 @@
 #include <cerrno>
 #include <system_error>
 
+#include "platform_linux/terminal.h"
+
 namespace kelvaris {
 
 namespace {
@@ -74,6 +76,8 @@ void LinuxConsole::readMore() {
     if (count > 0) buffer_.append(bytes.data(), static_cast<std::size_t>(count));
     isOver_ = count == 0 || (count < 0 && errno != EINTR && errno != EAGAIN);
 }
+
+bool LinuxConsole::canAsk() const { return ::isatty(input_) == 1 && standardErrorIsTerminal(); }
 
 void LinuxConsole::sleep(std::optional<std::chrono::nanoseconds> atMost) {
     std::array<pollfd, 2> descriptors{pollfd{.fd = event_.get(), .events = POLLIN, .revents = 0},

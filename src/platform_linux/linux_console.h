@@ -32,6 +32,7 @@ public:
 
     Next takeLine(std::string& line) override;
     std::optional<int> endingSignal() const override { return signals_.received(); }
+    bool canAsk() const override;
     void sleep(std::optional<std::chrono::nanoseconds> atMost) override;
     void wake() override;
 

@@ -26,9 +26,12 @@ protected:
     std::filesystem::path base() const { return folder.path().string(); }
     std::filesystem::path root() const { return base() / "root"; }
 
-    Outcome run(std::vector<std::string> words, const std::string& input = "") const {
-        words.insert(words.begin(), {"--root", root().string()});
+    Outcome run(const std::vector<std::string>& words, const std::string& input = "") const {
         FakeConsole console(input);
+        return run(words, console);
+    }
+    Outcome run(std::vector<std::string> words, FakeConsole& console) const {
+        words.insert(words.begin(), {"--root", root().string()});
         std::ostringstream out;
         std::ostringstream errors;
         const int status = runProgram(words, console, out, errors);

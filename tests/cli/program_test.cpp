@@ -54,7 +54,9 @@ TEST_F(ProgramTest, AFolderOfScansBecomesARollThatLastsAndExports) {
     ASSERT_EQ(run({"set", "2026", "cameraMake=Nikon", "filmName=Portra 400", "filmISO=400", "notes=rain: é"})
                   .status,
               0);
-    ASSERT_EQ(run({"dates", "2026-03-kyoto", "--start", "2026-03-14T09:30", "--interval", "90"}).status, 0);
+    ASSERT_EQ(
+        run({"dates", "2026-03-kyoto", "--start", "2026-03-14T09:30", "--interval", "90", "--yes"}).status,
+        0);
     EXPECT_EQ(run({"export", "2026"}).output, "Exported 5 photos to Kelvaris_Export/\n");
     EXPECT_TRUE(fs::exists(scans() / "Kelvaris_Export" / "roll_005-2026-03-14.jpg"));
 
@@ -154,7 +156,7 @@ TEST_F(ProgramTest, EditsOfPhotosReachTheVault) {
 
 TEST_F(ProgramTest, TheExportsOfARollAreNoRoll) {
     run({"open", scans().string()});
-    run({"dates", "2026", "--start", "2026-03-14"});
+    run({"dates", "2026", "--start", "2026-03-14", "--yes"});
     run({"export", "2026"});
     run({"open", scans().parent_path().string()});
     EXPECT_EQ(answer({"rolls"}).size(), 1u);

@@ -149,6 +149,20 @@ TEST_F(RollDatesTest, SummaryCountsByWhoSetTheDate) {
     EXPECT_EQ(dateOverwriteSummary(*roll), (MetadataOverwriteSummary{1, 1, 1, 2}));
 }
 
+TEST_F(RollDatesTest, OnlyDatesThatSomebodyKnewAreAtRisk) {
+    const std::pair<std::optional<MetadataSource>, bool> cases[] = {
+        {MetadataSource::exif, true},  {MetadataSource::photo, true}, {MetadataSource::autoDetect, true},
+        {MetadataSource::roll, false}, {std::nullopt, false},
+    };
+    for (const auto& [source, isAtRisk] : cases) {
+        const auto roll = openRoll(2);
+        roll->photos()[1]->setDateSource(source);
+        EXPECT_FALSE(hasDatesAtRisk(*roll)) << "there is no date to lose";
+        roll->photos()[1]->setCaptureDate(base);
+        EXPECT_EQ(hasDatesAtRisk(*roll), isAtRisk);
+    }
+}
+
 TEST_F(RollDatesTest, WarningNamesWhatIsReplaced) {
     const std::pair<MetadataOverwriteSummary, const char*> cases[] = {
         {{3, 0, 5, 1},
