@@ -1,6 +1,9 @@
 #include "base/uuid.h"
 
+#include <algorithm>
+#include <array>
 #include <cstring>
+#include <functional>
 #include <random>
 
 namespace kelvaris {
@@ -18,14 +21,24 @@ int hexValue(char c) {
     return -1;
 }
 
+/// The machine's own source of chance may take microseconds a word, which adds up where each photo of a
+/// library gets an identifier. So it gives the seed alone.
+std::mt19937_64 seededGenerator() {
+    std::random_device device;
+    std::array<std::random_device::result_type, 16> words{};
+    std::ranges::generate(words, std::ref(device));
+    std::seed_seq seed(words.begin(), words.end());
+    return std::mt19937_64(seed);
+}
+
 }  // namespace
 
 Uuid Uuid::random() {
-    thread_local std::random_device device;
+    thread_local std::mt19937_64 generator = seededGenerator();
     std::array<std::uint8_t, 16> bytes;
-    for (std::size_t i = 0; i < bytes.size(); i += 4) {
-        const std::uint32_t word = device();
-        std::memcpy(bytes.data() + i, &word, 4);
+    for (std::size_t i = 0; i < bytes.size(); i += 8) {
+        const std::uint64_t word = generator();
+        std::memcpy(bytes.data() + i, &word, 8);
     }
     bytes[6] = static_cast<std::uint8_t>((bytes[6] & 0x0f) | 0x40);
     bytes[8] = static_cast<std::uint8_t>((bytes[8] & 0x3f) | 0x80);
