@@ -42,7 +42,7 @@ def a_restore_keeps_what_is_newer_here_and_what_was_edited_just_before(world):
     session = world.running()
     session.does("set kyoto notes=newer")
     answer = session.does(f"mirror restore {mirror}")
-    check("1" in answer and "newer" in answer.lower(), "the answer does not tell of the newer roll:", answer)
+    check("kyoto" in answer and "--replace" in answer, "the answer does not tell of the newer roll:", answer)
     check("newer" in session.does("show kyoto"), "the newer notes are not shown")
     session.end()
     check(world.stored("kyoto")["notes"] == "newer", "the newer notes are lost")
@@ -145,7 +145,8 @@ def a_mirror_run_that_fails_for_one_roll_names_it_and_goes_on(world):
 
 def a_mirror_that_is_away_is_told_and_caught_up_with(world):
     mirror = _mirrored(world)
-    gone = world.base / "gone"
+    gone = world.base / "drawer" / "disk"
+    gone.parent.mkdir()
     mirror.rename(gone)
     world.cli("set", "kyoto", "notes=behind")
     check(world.stored("kyoto")["notes"] == "behind", "a mirror that is away holds up a save")
@@ -217,14 +218,14 @@ def a_reset_removes_what_the_program_made_and_nothing_else(world):
 
 def a_reset_refuses_where_scans_or_a_mirror_lie_in_its_way(world):
     root = world.root
-    for place in ("vault", "embeddings", "caches"):
+    for place in ("vault", "embeddings", "caches/thumbnails"):
         folder = world.scans("scans", parent=root / place)
         world.cli("open", "--no-analysis", folder).done()
         before = tree(root / "vault")
         world.cli("reset", "--yes").fails(str(folder))
         same_files(before, tree(root / "vault"), f"scans in {place}")
         roll = next(iter(world.json("rolls")))["id"]
-        world.cli("drop", "--yes", roll).done()
+        world.cli("drop", roll).done()
         check(folder.is_dir() and list(folder.iterdir()), "the scans are gone")
         shutil.rmtree(folder)
 

@@ -22,7 +22,7 @@ PHOTO_KEYS = """filename captureDate dateSource latitude longitude locationSourc
     rotationSource manualLabelOverrides""".split()
 FINDING_KEYS = "labels qualityScore nimaScore dominantColors perceptualHash labelsAnalyzed peopleCount".split()
 
-PATIENCE = 60  # seconds until a program that does not answer counts as hanging
+PATIENCE = 120  # seconds until a program that does not answer counts as hanging
 
 # Where the tests run as root, mode bits bind only a program without these rights.
 WITHOUT_PRIVILEGE = ["setpriv", "--bounding-set=-dac_override,-dac_read_search"]
@@ -329,7 +329,7 @@ class World:
 
     def tell(self, name):
         self.session(
-            f"dates {name} --start 2026-03-14T01:00 --interval 600 --timeline {self.timeline()}",
+            f"dates --yes {name} --start 2026-03-14T01:00 --interval 600 --timeline {self.timeline()}",
             f'set {name} cameraMake=Nikon cameraModel=FM2 "filmName=Portra 400" filmISO=400 "notes=rain in {name}"',
             f"label {name} 02.jpg +gem +landscape -blur",
             f"rotate {name} 03.jpg cw",
