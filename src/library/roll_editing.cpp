@@ -7,7 +7,6 @@
 
 #include "library/roll_act.h"
 #include "library/roll_selection.h"
-#include "library/sort_indices.h"
 #include "library/undo_stack.h"
 
 namespace kelvaris {
@@ -235,14 +234,14 @@ void bringBackPhoto(FilmRoll& roll, const PhotoPointer& removed, UndoStack* undo
     PhotoList out = roll.removedPhotos();
     if (std::erase(out, photo) == 0) return;
     const RollAct act(roll);
-    SortIndices indices;
-    for (const PhotoPointer& each : roll.photos()) indices.take(each->sortIndex());
-    photo->setSortIndex(indices.takeOrNext(photo->sortIndex()));
     PhotoList photos = roll.photos();
-    photos.push_back(photo);
+    // Taking it out moved the others up by one, so this is its old place among them.
+    const auto place = std::min(photos.size(), static_cast<std::size_t>(std::max(photo->sortIndex(), 0)));
+    photos.insert(photos.begin() + static_cast<std::ptrdiff_t>(place), photo);
     roll.setRemovedPhotos(std::move(out));
     roll.setPhotos(std::move(photos));
-    orderPhotos(roll);
+    if (!isManual(roll.sortOption())) orderPhotos(roll);
+    roll.renumberPhotos();
     roll.markExportDirty();
     selectPhoto(roll, photo);
     act.end(undoStack, "Bring Back Photo");

@@ -124,8 +124,9 @@ def what_is_at_risk_is_said_and_asked_for(world):
     same(before, world.facts("kyoto"), "after a question without an answer")
     world.told("osaka")
     world.cli("drop", "--yes", "osaka").done()
-    told = world.cli("dates", "kyoto", "--start", "2020-01-01", "--yes").done()
-    check(told.err.strip(), "what dates are written over is not said")
+    world.cli("open", world.scans("nara")).done()
+    told = world.cli("dates", "nara", "--start", "2020-01-01", "--yes").done()
+    check("This will replace dates" in told.err, "what dates are written over is not said")
 
 
 def new_dates_clear_the_places_that_the_history_does_not_cover(world):
