@@ -241,10 +241,13 @@ private:
     void moveRollTo(FilmRoll& roll, const Path& folder);
     void moveOnto(const RollPointer& roll, const Path& folder);
     /// Why the roll cannot be moved onto the folder, whatever the user says.
-    std::optional<std::string> relocationRefusal(const RollPointer& roll, const Path& folder) const;
+    std::optional<std::string> relocationRefusal(const RollPointer& roll, const Path& folder);
     void searchFolders(const std::vector<RollPointer>& rolls);
     /// The connected roll whose folder, links resolved, is this one; null when there is none.
-    RollPointer rollAt(const Path& realFolder) const;
+    RollPointer rollAt(const Path& realFolder);
+    /// Whether the folder of the roll is still the roll's own. If not, the roll is away from now on: disks
+    /// are pulled and changed while the program runs.
+    bool isInItsFolder(const RollPointer& roll);
 
     std::optional<CloudStorageProvider> cloudProvider(const FilmRoll& roll) const;
     void warnIfCloudHosted(FilmRoll& roll);

@@ -186,15 +186,13 @@ void AppViewModel::openFolders(const std::vector<Path>& folders) {
 void AppViewModel::addRoll(const Path& folder, bool batchMode) { addRolls({folder}, batchMode); }
 
 bool AppViewModel::reopenRoll(const RollPointer& roll, const Path& folder, bool batchMode) {
-    const FolderVerdict verdict = judgeFolder(services_.library.files, folder, roll->storedFingerprint());
-    if (!verdict.isPresent() && !roll->isDisconnected()) {
-        services_.folders.endAccess(roll->sourceFolder());
-        leaveFolder(*roll, std::string(verdict.awayReason()));
+    if (!isInItsFolder(roll)) {
+        // Another disk may stand in the place of the roll's own; that one is a roll of its own. A folder
+        // without any files is none.
+        const FolderVerdict verdict = judgeFolder(services_.library.files, folder, roll->storedFingerprint());
+        if (verdict.kind == FolderVerdict::Kind::otherFiles) return false;
+        if (verdict.isPresent() && !relocateRoll(roll, folder)) return false;
     }
-    // Another disk may stand in the place of the roll's own, also while the program runs; that one is a roll
-    // of its own. A folder without any files is none.
-    if (verdict.kind == FolderVerdict::Kind::otherFiles) return false;
-    if (verdict.isPresent() && roll->isDisconnected() && !relocateRoll(roll, folder)) return false;
     if (!batchMode) showRoll(roll, true);
     if (!roll->isAnalyzing()) smartReanalyze(*roll);
     return true;

@@ -38,9 +38,20 @@ Path AppViewModel::realPath(const Path& folder) const {
     return services_.library.files.canonical(folder).value_or(folder);
 }
 
-RollPointer AppViewModel::rollAt(const Path& realFolder) const {
+bool AppViewModel::isInItsFolder(const RollPointer& roll) {
+    if (roll->isDisconnected()) return false;
+    const FolderVerdict verdict =
+        judgeFolder(services_.library.files, roll->sourceFolder(), roll->storedFingerprint());
+    if (verdict.isPresent()) return true;
+    if (roll->folderBookmarkData()) services_.folders.endAccess(roll->sourceFolder());
+    leaveFolder(*roll, std::string(verdict.awayReason()));
+    return false;
+}
+
+RollPointer AppViewModel::rollAt(const Path& realFolder) {
     for (const RollPointer& roll : rolls_) {
-        if (!roll->isDisconnected() && realPath(roll->sourceFolder()) == realFolder) return roll;
+        const bool isThere = !roll->isDisconnected() && realPath(roll->sourceFolder()) == realFolder;
+        if (isThere && isInItsFolder(roll)) return roll;
     }
     return nullptr;
 }
@@ -65,9 +76,16 @@ bool AppViewModel::joinFolder(const RollPointer& roll, const Path& folder) {
 }
 
 void AppViewModel::searchFolders(const std::vector<RollPointer>& rolls) {
+    std::set<Path> wanted;
+    for (const RollPointer& roll : rolls) {
+        if (roll->isDisconnected()) wanted.insert(realPath(roll->sourceFolder()));
+    }
     const auto owned = std::make_shared<std::set<Path>>();
     for (const RollPointer& roll : rolls_) {
-        if (!roll->isDisconnected()) owned->insert(realPath(roll->sourceFolder()));
+        if (roll->isDisconnected()) continue;
+        const Path folder = realPath(roll->sourceFolder());
+        // The disk of a roll may have given its place back to that of the roll which is looked for.
+        if (!wanted.contains(folder) || isInItsFolder(roll)) owned->insert(folder);
     }
     std::vector<SoughtFolder> sought;
     std::vector<std::weak_ptr<FilmRoll>> seekers;
@@ -131,8 +149,7 @@ void AppViewModel::locateRoll(const RollPointer& roll) {
         });
 }
 
-std::optional<std::string> AppViewModel::relocationRefusal(const RollPointer& roll,
-                                                           const Path& folder) const {
+std::optional<std::string> AppViewModel::relocationRefusal(const RollPointer& roll, const Path& folder) {
     if (exclusive_ != Exclusive::none) return std::string(exclusiveRefusal);
     if (const RollPointer owner = rollAt(realPath(folder)); owner && owner != roll) {
         return fmt::format("the folder belongs to the roll {}", owner->name());

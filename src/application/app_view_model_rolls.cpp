@@ -6,7 +6,6 @@
 
 #include "application/app_view_model.h"
 #include "base/text.h"
-#include "library/folder_verdict.h"
 #include "library/roll_analysis.h"
 #include "library/roll_loading.h"
 #include "vault/vault_service.h"
@@ -136,14 +135,12 @@ std::optional<RenameError> AppViewModel::moveRollFolder(const RollPointer& roll,
         return RenameError{RenameError::Kind::fileSystemError, std::string(exclusiveRefusal)};
     }
     if (auto error = validateRollName(name, *roll)) return error;
+    if (!isInItsFolder(roll)) {  // another disk may be in its place by now, and must not be renamed
+        return RenameError{RenameError::Kind::fileSystemError,
+                           fmt::format("Cannot rename the roll: {}.", roll->awayReason())};
+    }
     const Path before = roll->sourceFolder();
     const Path folder = before.parent() / name;
-    // Another disk may have taken the place of the roll's own while the program runs.
-    const FolderVerdict verdict = judgeFolder(services_.library.files, before, roll->storedFingerprint());
-    if (!verdict.isPresent()) {
-        return RenameError{RenameError::Kind::fileSystemError,
-                           fmt::format("Cannot rename the roll: {}.", verdict.awayReason())};
-    }
     if (const auto moved = services_.library.files.move(before, folder); !moved) {
         return RenameError{RenameError::Kind::fileSystemError, moved.error().message};
     }
