@@ -101,6 +101,7 @@ void RandomLife::noteOpened(std::size_t disk, const std::set<RollID>& connected)
         Known& known = **owner;
         if (known.isRemoved) known.versions = {known.now};
         known.isRemoved = false;
+        takeNewcomers(known, *roll);
         expectSame(nameOf(known) + " after opening its folder", difference(known.now, recordOf(*roll)));
         checkPlace(known, *roll);
         // The folder of a roll that is open already is not listed anew.

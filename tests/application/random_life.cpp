@@ -196,7 +196,16 @@ void RandomLife::checkFile(Known& known, const Path& file) {
             fail(subject + ": what was edited by hand is gone");
         known.handEdit.reset();
     }
-    expectSame(subject, difference(wanted, recordOf(*manifest)));
+    const RollRecord stored = recordOf(*manifest);
+    for (const std::string& name : std::set(known.newcomers)) {
+        if (stored.photos.contains(name)) {
+            known.newcomers.erase(name);
+        } else {
+            wanted.photos.erase(name);
+            std::erase(wanted.order, name);
+        }
+    }
+    expectSame(subject, difference(wanted, stored));
     if (const RollPointer roll = liveOf(known); roll && manifest->folderPath != roll->sourceFolder().string())
         fail(fmt::format("{}: its folder is {} and should be {}", subject, manifest->folderPath,
                          roll->sourceFolder().string()));
@@ -295,6 +304,7 @@ void RandomLife::takeWord(Known& known, const std::string& how, bool wasFlushed)
     }
     if (!roll) return fail(subject + " is gone");
     if (wasFlushed) known.versions = {known.now};
+    takeNewcomers(known, *roll);
     const RollRecord actual = recordOf(*roll);
     std::vector<RollRecord> versions = known.versions;
     if (known.damage) versions.insert(versions.end(), known.backups.begin(), known.backups.end());
@@ -322,6 +332,23 @@ void RandomLife::checkPlace(const Known& known, const FilmRoll& roll) {
     if (roll.sourceFolder() != disk.path)
         fail(fmt::format("{} is in {}, and its scans are in {}", name, roll.sourceFolder().string(),
                          disk.path.string()));
+}
+
+void RandomLife::takeNewcomers(Known& known, const FilmRoll& roll) {
+    const RollRecord actual = recordOf(roll);
+    const auto take = [](RollRecord& record, const std::string& name) {
+        record.photos.try_emplace(name);
+        if (record.sort == SortOption::filename) record.order = namesInOrder(record);
+        if (record.sort == SortOption::custom) record.order.push_back(name);
+    };
+    for (const auto& [name, photo] : actual.photos) {
+        const bool isScan = std::ranges::count(disks_[known.disk].names, name) > 0;
+        if (!isScan || known.now.photos.contains(name) || photo != PhotoRecord()) continue;
+        known.newcomers.insert(name);
+        take(known.now, name);
+        for (RollRecord& version : known.versions) take(version, name);
+        for (RollRecord& version : known.backups) take(version, name);
+    }
 }
 
 void RandomLife::checkScans(const Known& known, const FilmRoll& roll) {

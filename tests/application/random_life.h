@@ -61,6 +61,7 @@ private:
         RollRecord now;
         std::vector<RollRecord> versions;  ///< since the last quiet moment, any of which a crash may leave
         std::vector<RollRecord> backups;   ///< what may be read instead of a damaged file
+        std::set<std::string> newcomers;   ///< scans that came later; the file may not have them yet
         bool isRemoved = false;
         bool wasSaved = false;  ///< ever; before that a crash may lose it
         std::optional<std::string> handEdit;
@@ -128,6 +129,7 @@ private:
     void checkBackups(const Known& known, const Path& file);
     void checkPreferences();
     void checkPlace(const Known& known, const FilmRoll& roll);
+    void takeNewcomers(Known& known, const FilmRoll& roll);
     void checkScans(const Known& known, const FilmRoll& roll);
     bool isKept(const Path& file, const std::string& bytes);
     bool isKeptHandEdit(const Path& file, const std::string& notes);

@@ -115,6 +115,7 @@ void RandomLife::lookForFolders() {
     world_.machine.settle();
     for (const auto& known : rolls_) {
         const RollPointer roll = liveOf(*known);
+        if (roll) takeNewcomers(*known, *roll);
         if (roll && roll->isDisconnected() && disks_[known->disk].isThere())
             fail(nameOf(*known) + " was not found, and its disk is there");
     }
