@@ -77,7 +77,8 @@ private:
 struct AppViewModel::Restoring {
     SiblingFolders siblings;  ///< listings of folders beside which moved ones are looked for
     std::set<Path> owned;     ///< folders that are a roll's
-    /// Rolls whose file does not say what is known of them now: their folder moved, or the file is damaged.
+    /// Rolls whose file does not say what is known of them now: their folder moved or has more scans, or the
+    /// file is damaged.
     std::vector<RollPointer> healing;
 };
 
@@ -141,6 +142,7 @@ RollPointer AppViewModel::restoredRoll(StoredRoll stored, RollID id, Restoring& 
         leaveFolder(*roll, "its folder belongs to another roll");
         return roll;
     }
+    const std::size_t photosStored = roll->photos().size();
     if (!joinFolder(roll, folder)) {
         restoring.owned.erase(realPath(folder));
         return roll;
@@ -150,7 +152,8 @@ RollPointer AppViewModel::restoredRoll(StoredRoll stored, RollID id, Restoring& 
         if (auto fresh = services_.folders.makeReference(folder))
             roll->setFolderBookmarkData(std::move(fresh));
     }
-    if (!resolved || resolved->isStale || folder != storedPath) restoring.healing.push_back(roll);
+    const bool isElsewhere = !resolved || resolved->isStale || folder != storedPath;
+    if (isElsewhere || roll->photos().size() != photosStored) restoring.healing.push_back(roll);
     showLoaded(*roll, false);
     return roll;
 }

@@ -196,16 +196,8 @@ void RandomLife::checkFile(Known& known, const Path& file) {
             fail(subject + ": what was edited by hand is gone");
         known.handEdit.reset();
     }
-    const RollRecord stored = recordOf(*manifest);
-    for (const std::string& name : std::set(known.newcomers)) {
-        if (stored.photos.contains(name)) {
-            known.newcomers.erase(name);
-        } else {
-            wanted.photos.erase(name);
-            std::erase(wanted.order, name);
-        }
-    }
-    expectSame(subject, difference(wanted, stored));
+    expectSame(subject, difference(wanted, recordOf(*manifest)));
+    known.newcomers.clear();
     if (const RollPointer roll = liveOf(known); roll && manifest->folderPath != roll->sourceFolder().string())
         fail(fmt::format("{}: its folder is {} and should be {}", subject, manifest->folderPath,
                          roll->sourceFolder().string()));
@@ -306,6 +298,7 @@ void RandomLife::takeWord(Known& known, const std::string& how, bool wasFlushed)
     if (wasFlushed) known.versions = {known.now};
     takeNewcomers(known, *roll);
     const RollRecord actual = recordOf(*roll);
+    if (!wasFlushed) dropNewcomers(known, actual);
     std::vector<RollRecord> versions = known.versions;
     if (known.damage) versions.insert(versions.end(), known.backups.begin(), known.backups.end());
     if (known.handEdit && actual.notes == *known.handEdit) {
@@ -348,6 +341,18 @@ void RandomLife::takeNewcomers(Known& known, const FilmRoll& roll) {
         take(known.now, name);
         for (RollRecord& version : known.versions) take(version, name);
         for (RollRecord& version : known.backups) take(version, name);
+    }
+}
+
+/// Scans of which nothing is known, and that are not there, may be forgotten with the program.
+void RandomLife::dropNewcomers(Known& known, const RollRecord& actual) {
+    for (const std::string& name : std::set(known.newcomers)) {
+        if (actual.photos.contains(name) || known.now.photos[name] != PhotoRecord()) continue;
+        known.newcomers.erase(name);
+        for (RollRecord& version : known.versions) {
+            version.photos.erase(name);
+            std::erase(version.order, name);
+        }
     }
 }
 

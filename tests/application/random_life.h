@@ -130,6 +130,7 @@ private:
     void checkPreferences();
     void checkPlace(const Known& known, const FilmRoll& roll);
     void takeNewcomers(Known& known, const FilmRoll& roll);
+    static void dropNewcomers(Known& known, const RollRecord& actual);
     void checkScans(const Known& known, const FilmRoll& roll);
     bool isKept(const Path& file, const std::string& bytes);
     bool isKeptHandEdit(const Path& file, const std::string& notes);
