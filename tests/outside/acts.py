@@ -101,7 +101,8 @@ def a_photo_taken_out_stays_out_until_it_is_brought_back(world):
     folder = world.told("kyoto")
     before = world.facts("kyoto")
     world.cli("remove", "kyoto", "02.jpg").done()
-    for command in (["rolls"], ["open", "--no-analysis", folder], ["analyze"], ["set", "kyoto", "notes=rain in kyoto"]):
+    same_again = ["set", "kyoto", "notes=rain in kyoto"]
+    for command in (["rolls"], ["open", "--no-analysis", folder], ["analyze"], same_again):
         world.cli(*command).done()
         names = [photo["filename"] for photo in world.json("show", "kyoto")["photos"]]
         check("02.jpg" not in names, command, "lists it again")
@@ -125,6 +126,10 @@ def what_is_at_risk_is_said_and_asked_for(world):
     world.told("osaka")
     world.cli("drop", "--yes", "osaka").done()
     world.cli("open", world.scans("nara")).done()
+    before = world.facts("nara")
+    check(any(photo.get("dateSource") == "exif" for photo in before["file"]["photos"]))
+    world.cli("dates", "nara", "--start", "2020-01-01").fails("This will replace dates", "--yes")
+    same(before, world.facts("nara"), "after a question without an answer")
     told = world.cli("dates", "nara", "--start", "2020-01-01", "--yes").done()
     check("This will replace dates" in told.err, "what dates are written over is not said")
 
@@ -137,7 +142,8 @@ def new_dates_clear_the_places_that_the_history_does_not_cover(world):
     ).done()
     check("located" not in answer.out, answer.out)
     for photo in world.stored("kyoto")["photos"]:
-        check("latitude" not in photo and "longitude" not in photo, photo["filename"], "is where it was before")
+        is_located = "latitude" in photo or "longitude" in photo
+        check(not is_located, photo["filename"], "is where it was before")
 
 
 def a_falling_order_of_names_lasts(world):
@@ -172,7 +178,7 @@ def opening_another_roll_does_not_let_undo_edit_in_secret(world):
     session.does(f"open --no-analysis {other}")
     undone = session.say("undo")
     session.end()
-    rotation = next(each for each in world.stored("kyoto")["photos"] if each["filename"] == "01.jpg").get("rotation", 0)
+    rotation = world.photo("kyoto", "01.jpg")["rotation"]
     check(rotation == (0 if "Rotat" in undone else 90), "undo said", undone, "and the disk has", rotation)
     check(len(world.json("rolls")) == 2 and folder.is_dir(), "undo removed what was opened")
 
@@ -184,7 +190,9 @@ def many_sessions_of_small_edits_leave_each_roll_as_it_was_told(world):
     lines = []
     for turn in range(3):
         for name in names:
-            lines += [f"set {name} notes={name}-{turn}", f"rotate {name} 0{turn + 1}.jpg cw", f"label {name} 04.jpg +gem"]
+            lines.append(f"set {name} notes={name}-{turn}")
+            lines.append(f"rotate {name} 0{turn + 1}.jpg cw")
+            lines.append(f"label {name} 04.jpg +gem")
     world.session(*lines)
     for name in names:
         record = world.stored(name)

@@ -102,7 +102,8 @@ def another_card_at_the_same_path_is_another_roll(world):
     check(len(rolls) == 2, f"{len(rolls)} rolls")
     new = next(each for each in rolls if each["id"] != before["file"]["id"])
     for photo in world.json("show", new["id"])["photos"]:
-        check(photo["rotation"] == 0 and not photo["manualLabelOverrides"], "it got the other's facts:", photo)
+        is_blank = photo["rotation"] == 0 and not photo["manualLabelOverrides"]
+        check(is_blank, "it got the other's facts:", photo)
     world.cli("set", new["id"], "notes=the second").done()
     shutil.rmtree(card)
     drawer.rename(card)
@@ -128,7 +129,8 @@ def what_is_edited_while_away_reaches_the_mirror_whole_and_another_machine(world
     same(before, world.facts("kyoto", root=other), "on the other machine")
     (world.base / "unplugged").rename(folder)
     world.cli("rolls", root=other).done()
-    check(not world.json("show", "kyoto", root=other)["isDisconnected"], "its folder is not found by its path")
+    is_away = world.json("show", "kyoto", root=other)["isDisconnected"]
+    check(not is_away, "its folder is not found by its path")
 
 
 def a_roll_given_a_folder_with_some_of_its_scans_keeps_the_others(world):
@@ -143,7 +145,8 @@ def a_roll_given_a_folder_with_some_of_its_scans_keeps_the_others(world):
     folder.rename(world.base / "unplugged")
     world.session("set kyoto notes=just-before", f"locate --force kyoto {half}")
     record = next(iter(world.roll_files().values()))
-    check(record["folderPath"] == str(half) and record["notes"] == "just-before", record["folderPath"], record["notes"])
+    check(record["folderPath"] == str(half), record["folderPath"])
+    check(record["notes"] == "just-before", record["notes"])
     for photo in record["photos"]:
         photo.pop("isMissing", None)
     same(before["file"]["photos"], record["photos"], "after locate --force")
@@ -265,3 +268,28 @@ def renaming_a_folder_takes_the_rolls_in_it_along(world):
     check(now["file"]["folderPath"] == str(outer.parent / "journey" / "day"))
     same(without(before, "folderPath"), without(now, "folderPath"), "the inner roll")
     check(not inner.exists())
+
+
+def a_library_that_cannot_be_listed_is_not_an_empty_one(world):
+    prefix = obeys_modes()
+    folder = world.told("kyoto")
+    before = world.facts("kyoto")
+    rolls = world.root / "vault" / "rolls"
+    rolls.chmod(0o300)
+    looked = world.cli("rolls", prefix=prefix)
+    check("rolls" in looked.err, "that the library cannot be read is not said:", looked.out)
+    world.cli("open", "--no-analysis", folder, prefix=prefix)
+    rolls.chmod(0o755)
+    check(len(world.roll_files()) == 1, "a second roll was made of the folder")
+    same(before, world.facts("kyoto"), "when the library can be read again")
+
+
+def vectors_that_cannot_be_read_stay_beside_the_roll(world):
+    world.told("kyoto")
+    file = _plant_vectors(world, "kyoto")
+    damaged = b"KVEM" + bytes(20)
+    file.write_bytes(damaged)
+    world.cli("set", "kyoto", "notes=damaged vectors").done()
+    left = [each.read_bytes() for each in file.parent.iterdir()]
+    check(damaged in left, "they are gone")
+    check(world.stored("kyoto")["notes"] == "damaged vectors")

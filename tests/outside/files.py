@@ -5,7 +5,7 @@ import re
 import shutil
 import subprocess
 
-from harness import Skipped, check, decoded, same, same_files, tree, without
+from harness import PATIENCE, Skipped, check, decoded, same, same_files, tree, without
 
 
 def _backups_decode(world, file):
@@ -54,13 +54,14 @@ def damaged_preferences_cost_no_favourites_and_no_corrections(world):
     check(list(world.vault("preferences.md.damaged-*")), "the damaged file is not kept")
     _backups_decode(world, file)
     now = world.preferences()
-    for key in ("favoriteCameras", "favoriteCameraSlugs", "favoriteFilmSlugs", "faceGroupingEdits", "artistName"):
+    lasting = ("favoriteCameras", "favoriteCameraSlugs", "favoriteFilmSlugs", "faceGroupingEdits")
+    for key in (*lasting, "artistName"):
         check(now.get(key) == before[key], key, now.get(key))
     for broken in ("locationMaxGapHours: 2e+2", "locationMaxGapHours: often"):
         file.write_text(re.sub("locationMaxGapHours: .*", broken, file.read_text()))
         world.cli("prefs", "artistName", "Ada").done()
         now = world.preferences()
-        for key in ("favoriteCameras", "favoriteCameraSlugs", "favoriteFilmSlugs", "faceGroupingEdits"):
+        for key in lasting:
             check(now.get(key) == before[key], broken, key, now.get(key))
         check(1 <= now["locationMaxGapHours"] <= 168)
 
@@ -219,7 +220,8 @@ def text_that_is_not_utf8_is_refused(world):
 def without_a_home_no_library_is_kept_in_a_temporary_folder(world):
     if os.geteuid() != 0:
         raise Skipped("only root can become a user whose home is not registered")
-    environment = {key: value for key, value in world.environment.items() if not key.startswith(("HOME", "XDG"))}
+    homes = ("HOME", "XDG")
+    environment = {key: value for key, value in world.environment.items() if not key.startswith(homes)}
     temporary = world.base / "tmp"
     temporary.mkdir(mode=0o777)
     temporary.chmod(0o777)
@@ -234,16 +236,15 @@ def without_a_home_no_library_is_kept_in_a_temporary_folder(world):
         os.setgid(3_999_999)
         os.setuid(3_999_999)
 
+    def run(*words):
+        options = {"env": environment, "cwd": temporary, "capture_output": True, "timeout": PATIENCE}
+        return subprocess.run([program, *words], preexec_fn=nobody, **options)
+
     for words in (["open", "--no-analysis", folder], ["rolls"], ["prefs", "artistName", "Ute"]):
-        done = subprocess.run(
-            [program, *words], env=environment, preexec_fn=nobody, cwd=temporary, capture_output=True, timeout=60
-        )
+        done = run(*words)
         check(done.returncode == 1, words, "status", done.returncode, done.stderr)
         check(b"--root" in done.stderr, words, done.stderr)
     left = [each for each in temporary.iterdir() if each != program]
     check(not left, "left behind:", left)
-    done = subprocess.run(
-        [program, "--root", temporary / "library", "open", "--no-analysis", folder],
-        env=environment, preexec_fn=nobody, cwd=temporary, capture_output=True, timeout=60,
-    )  # fmt: skip
+    done = run("--root", temporary / "library", "open", "--no-analysis", folder)
     check(done.returncode == 0, done.stderr)

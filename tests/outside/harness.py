@@ -13,6 +13,7 @@ import signal
 import subprocess
 import tempfile
 import time
+import uuid
 from pathlib import Path
 
 # What a user sees of a roll and of its photos, and would miss.
@@ -20,7 +21,8 @@ ROLL_KEYS = """id name photoCount baseDate sortOption sortAscending workflowStat
     dateOpened storedFingerprint cameraMake cameraModel cameraFormat filmName filmISO notes""".split()
 PHOTO_KEYS = """filename captureDate dateSource latitude longitude locationSource placeName rotation
     rotationSource manualLabelOverrides""".split()
-FINDING_KEYS = "labels qualityScore nimaScore dominantColors perceptualHash labelsAnalyzed peopleCount".split()
+FINDING_KEYS = """labels qualityScore nimaScore dominantColors perceptualHash labelsAnalyzed
+    peopleCount""".split()
 
 PATIENCE = 120  # seconds until a program that does not answer counts as hanging
 
@@ -64,7 +66,8 @@ def kept(before, after, what):
 
 def without(facts, *keys):
     """The facts but for some values of the roll itself, which the case changes."""
-    return {part: {key: value for key, value in record.items() if key not in keys} for part, record in facts.items()}
+    rest = lambda record: {key: value for key, value in record.items() if key not in keys}
+    return {part: rest(record) for part, record in facts.items()}
 
 
 def waited(condition, seconds):
@@ -97,11 +100,16 @@ def _scalar(text):
 _KEY = re.compile(r"""^('(?:[^']|'')*'|"(?:[^"\\]|\\.)*"|[^'"\s][^:]*):(?: (.*))?$""")
 
 
+def _indent(line):
+    return len(line) - len(line.lstrip(" "))
+
+
 def _block(lines, indent):
     """Reads the lines from the front as long as they belong to one list or map."""
-    if lines[0][indent:].startswith("- "):
+    item = " " * indent + "- "
+    if lines[0].startswith(item):
         items = []
-        while lines and lines[0].startswith(" " * indent + "- "):
+        while lines and lines[0].startswith(item):
             rest = lines[0][indent + 2 :]
             if _KEY.match(rest):
                 lines[0] = " " * (indent + 2) + rest
@@ -111,12 +119,10 @@ def _block(lines, indent):
                 lines.pop(0)
         return items
     record = {}
-    while lines and len(lines[0]) - len(lines[0].lstrip(" ")) == indent and not lines[0][indent:].startswith("- "):
+    while lines and _indent(lines[0]) == indent and not lines[0].startswith(item):
         key, value = _KEY.match(lines.pop(0)[indent:]).groups()
         if value is None and lines:
-            deeper = len(lines[0]) - len(lines[0].lstrip(" "))
-            value = _block(lines, deeper)
-            record[str(_scalar(key))] = value
+            record[str(_scalar(key))] = _block(lines, _indent(lines[0]))
         else:
             record[str(_scalar(key))] = _scalar(value or "''")
     return record
@@ -165,7 +171,8 @@ class Outcome:
         """It says what is wrong, and says it also by its status."""
         check(self.status != 0, f"status 0, where a failure was due: {self.out}{self.err}")
         for word in words:
-            check(word.lower() in (self.err + self.out).lower(), f'"{word}" is not said: {self.out}{self.err}')
+            said = self.out + self.err
+            check(word.lower() in said.lower(), f'"{word}" is not said: {said}')
         return self
 
 
@@ -255,10 +262,7 @@ class World:
             "TZ": "UTC",
             "LANG": "C.UTF-8",
             "KELVARIS_MODEL_ENDPOINT": "http://127.0.0.1:9",
-            **{
-                f"XDG_{name}_HOME": str(self.home / folder)
-                for name, folder in [("DATA", "share"), ("CACHE", "cache"), ("CONFIG", "config"), ("STATE", "state")]
-            },
+            **{f"XDG_{name}_HOME": str(self.home / name) for name in ("DATA", "CACHE", "CONFIG", "STATE")},
         }
 
     def close(self):
@@ -286,7 +290,11 @@ class World:
         """A location history that covers half a day of March 14, 2026."""
         file = self.base / "timeline.json"
         places = [
-            {"timestamp": f"2026-03-14T{hour:02}:00:00Z", "latitudeE7": 349000000 + hour * 1000000, "longitudeE7": 1357500000}
+            {
+                "timestamp": f"2026-03-14T{hour:02}:00:00Z",
+                "latitudeE7": 349_000_000 + hour * 1_000_000,
+                "longitudeE7": 1_357_500_000,
+            }
             for hour in range(12)
         ]
         file.write_text(json.dumps({"locations": places}))
@@ -305,7 +313,8 @@ class World:
             timeout=PATIENCE,
             preexec_fn=before,
         )
-        return Outcome(done.returncode, done.stdout.decode(errors="replace"), done.stderr.decode(errors="replace"))
+        texts = (stream.decode(errors="replace") for stream in (done.stdout, done.stderr))
+        return Outcome(done.returncode, *texts)
 
     def json(self, *words, **options):
         return self.cli("--json", *words, **options).json
@@ -321,7 +330,7 @@ class World:
         return session
 
     def told(self, name, count=4, **options):
-        """A roll of which much is known: dates, places, a turn, labels, an order, and what was in the camera."""
+        """A roll of which much is known: dates, places, a turn, labels, an order, and the camera."""
         folder = self.scans(name, count, **options)
         self.cli("open", "--no-analysis", folder).done()
         self.tell(name)
@@ -330,7 +339,8 @@ class World:
     def tell(self, name):
         self.session(
             f"dates --yes {name} --start 2026-03-14T01:00 --interval 600 --timeline {self.timeline()}",
-            f'set {name} cameraMake=Nikon cameraModel=FM2 "filmName=Portra 400" filmISO=400 "notes=rain in {name}"',
+            f"set {name} cameraMake=Nikon cameraModel=FM2 filmISO=400",
+            f'set {name} "filmName=Portra 400" "notes=rain in {name}"',
             f"label {name} 02.jpg +gem +landscape -blur",
             f"rotate {name} 03.jpg cw",
             f"reorder {name} 03.jpg 1",
@@ -340,8 +350,11 @@ class World:
         """Favourites and corrections of people, which other shells make, in the file of the preferences."""
         self.cli("prefs", "artistName", "Ute").done()
         file = self.root / "vault" / "preferences.md"
-        some = next(iter(self.roll_files().values()))["id"] if self.roll_files() else "0" * 8 + "-0000-4000-8000-" + "0" * 12
-        face = f"rollID: {some}\n{{0}}filename: 02.jpg\n{{0}}x: 1e-1\n{{0}}y: 2e-1\n{{0}}width: 3e-1\n{{0}}height: 2.5e-1\n"
+        rolls = [record["id"] for record in self.roll_files().values()]
+        face = (
+            f"rollID: {(rolls or [str(uuid.uuid4()).upper()])[0]}\n{{0}}filename: 02.jpg\n"
+            "{0}x: 1e-1\n{0}y: 2e-1\n{0}width: 3e-1\n{0}height: 2.5e-1\n"
+        )
         text = file.read_text()
         text = text.replace(
             "  groups: []\n  separated: []\n",
@@ -361,7 +374,8 @@ class World:
     # What is known
 
     def roll_file(self, name, root=None):
-        files = [file for file, record in self.roll_files(root).items() if Path(record["folderPath"]).name == name]
+        rolls = self.roll_files(root).items()
+        files = [file for file, record in rolls if Path(record["folderPath"]).name == name]
         check(len(files) == 1, f"{len(files)} files of the roll {name}")
         return files[0]
 
@@ -380,13 +394,11 @@ class World:
     def shown(self, name, root=None):
         """The roll as a user sees it."""
         roll = self.json("show", name, root=root)
-        return {
-            **{key: roll.get(key) for key in ROLL_KEYS},
-            "photos": [
-                {key: photo.get(key) for key in PHOTO_KEYS + (FINDING_KEYS if photo["labelsAnalyzed"] else [])}
-                for photo in roll["photos"]
-            ],
-        }
+        photos = []
+        for photo in roll["photos"]:
+            keys = PHOTO_KEYS + (FINDING_KEYS if photo["labelsAnalyzed"] else [])
+            photos.append({key: photo.get(key) for key in keys})
+        return {**{key: roll.get(key) for key in ROLL_KEYS}, "photos": photos}
 
     def facts(self, name, root=None):
         return {"file": self.stored(name, root), "shown": self.shown(name, root)}
@@ -455,7 +467,6 @@ POOL = []
 def paint_pool(maker):
     """The pictures that all scans are copies of."""
     with tempfile.TemporaryDirectory() as folder:
-        subprocess.run(
-            [str(maker), folder, "--frames", "8", "--megapixels", "0.02"], check=True, stdout=subprocess.DEVNULL
-        )
+        words = [str(maker), folder, "--frames", "8", "--megapixels", "0.02"]
+        subprocess.run(words, check=True, stdout=subprocess.DEVNULL)
         POOL.extend(file.read_bytes() for file in sorted(Path(folder).glob("*.jpg")))

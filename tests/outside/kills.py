@@ -9,6 +9,7 @@ decodes, and nothing else changed.
 import json
 import os
 import random
+import resource
 import shutil
 import signal
 import subprocess
@@ -37,6 +38,10 @@ def values_of(record):
     return values
 
 
+def _words(is_full, number):
+    return ("full disk, " if is_full else "") + signal.Signals(number).name
+
+
 class Ledger:
     """What the user knows to be on the disk, and what may be there besides, value by value.
 
@@ -61,7 +66,8 @@ class Ledger:
     def compare(self, state, what):
         for key in {*self.allowed, *state}:
             found, allowed = state.get(key), self.allowed.get(key, [None])
-            check(found in allowed, f"{what}: {key} is {found!r}, and should be {' or '.join(map(repr, allowed))}")
+            should = " or ".join(map(repr, allowed))
+            check(found in allowed, f"{what}: {key} is {found!r}, and should be {should}")
 
 
 class Killing:
@@ -93,8 +99,9 @@ class Killing:
         return state | {("preferences", key): preferences[key] for key in preferences if "mirror" not in key}
 
     def check_files(self, what):
+        marks = (".damaged-", ".theirs-", ".refused-")
         for file in (self.world.root / "vault").rglob("*.md*"):
-            check(not any(word in file.name for word in (".damaged-", ".theirs-", ".refused-")), what, file.name)
+            check(not any(mark in file.name for mark in marks), what, file.name)
             if file.name != "SCHEMA.md" and not file.name.startswith("."):
                 decoded(file)
         for file in self.mirror.rglob("*.md"):
@@ -105,14 +112,13 @@ class Killing:
         check(set(states) == {"intact"} and not report["problems"], what, states, report["problems"])
         check(self.world.json("mirror", "status")["enabled"], what, "the mirror is off")
         shown = sorted(roll["id"] for roll in self.world.json("rolls"))
-        check(shown == sorted(record["id"] for record in self.world.roll_files().values()), what, "shows other rolls")
+        stored = sorted(record["id"] for record in self.world.roll_files().values())
+        check(shown == stored, what, "shows other rolls")
 
     # The programs
 
     def popen(self, words, limited=False, **options):
         def limit():
-            import resource
-
             resource.setrlimit(resource.RLIMIT_FSIZE, (1000, 1000))
             signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
 
@@ -145,7 +151,7 @@ class Killing:
         status = process.wait(60)
         if filling:
             filling.unlink()
-        self.last = f"{'full disk, ' if is_full else ''}{signal.Signals(number).name} after {moment * 1000:.0f} ms"
+        self.last = _words(is_full, number) + f" after {moment * 1000:.0f} ms"
         return status
 
     def measured(self, words):
@@ -187,7 +193,8 @@ class Killing:
         if kind == "order":
             place = chance.randrange(len(order))
             others = [each for each in order if each != photo]
-            return f"reorder {roll} {photo} {place + 1}", {(roll, "order"): others[:place] + [photo] + others[place:]}
+            after = others[:place] + [photo] + others[place:]
+            return f"reorder {roll} {photo} {place + 1}", {(roll, "order"): after}
         if kind == "dates" and ledger.live((roll, (photo, "latitude"))) is None:
             day = chance.randrange(10, 29)
             changes = {}
@@ -195,7 +202,8 @@ class Killing:
                 changes[roll, (name, "captureDate")] = f"2024-05-{day}T10:{index:02}:00Z"
                 changes[roll, (name, "dateSource")] = "roll"
             return f"dates --yes {roll} --start 2024-05-{day}T10:00 --interval 60", changes
-        return f"prefs artistName artist-{self.count}", {("preferences", "artistName"): f"artist-{self.count}"}
+        name = f"artist-{self.count}"
+        return f"prefs artistName {name}", {("preferences", "artistName"): name}
 
     def edits(self):
         """A session that is fed with edits until it is ended."""
@@ -230,7 +238,7 @@ class Killing:
         if not answers:  # it may not have begun to listen
             ends.add(-signal.SIGTERM)
         check(status in ends, "a session ended with", status, session.complaint())
-        self.last = f"{'full disk, ' if is_full else ''}{signal.Signals(number).name} after {answers} answers"
+        self.last = _words(is_full, number) + f" after {answers} answers"
 
     def open_folder(self):
         self.count += 1
@@ -272,7 +280,8 @@ class Killing:
         lines = [f"set {roll} notes=local-{self.count}" for roll in rolls]
         self.world.session(*lines, f"prefs artistName local-{self.count}")
         self.ledger = Ledger(self.state())
-        self.ledger.ask({key: value for key, value in mirrored.items() if value != self.ledger.live(key)})
+        differing = {key: value for key, value in mirrored.items() if value != self.ledger.live(key)}
+        self.ledger.ask(differing)
         status = self.ended_at_random(["mirror", "restore", "--replace", copy])
         check(status != 2, "the command was not understood")
         shutil.rmtree(copy)

@@ -26,7 +26,9 @@ def cases():
     """Every public function of the rooms that takes a world."""
     for room in ROOMS:
         for name, function in vars(room).items():
-            if inspect.isfunction(function) and function.__module__ == room.__name__ and not name.startswith("_"):
+            if not inspect.isfunction(function) or function.__module__ != room.__name__:
+                continue
+            if not name.startswith("_"):
                 yield name, function
 
 

@@ -1,12 +1,16 @@
 """Programs that are ended, full disks, and answers that nobody reads."""
 
-import os
 import resource
 import signal
 import subprocess
 import time
 
-from harness import check, fill, kept, same, same_files, tree, waited, without
+from harness import PATIENCE, check, fill, kept, same, same_files, tree, waited, without
+
+
+def _popen(world, *words, stdout=subprocess.DEVNULL):
+    command = [world.program, "--root", world.root, *words]
+    return subprocess.Popen(command, env=world.environment, stdout=stdout, stderr=subprocess.DEVNULL)
 
 
 def a_waiting_session_has_its_edits_on_the_disk(world):
@@ -43,7 +47,7 @@ def a_signal_right_behind_an_edit_loses_no_answer(world):
             session.write(f"set kyoto notes=edit-{number}-{count}")
         answers = session.read(until="kyoto") or ""
         session.process.send_signal(number)
-        rest, _ = session.process.communicate(timeout=30)
+        rest, _ = session.process.communicate(timeout=PATIENCE)
         check(session.process.returncode == 128 + number, session.process.returncode)
         answered = (answers + rest.decode()).count("metadata_assigned")
         notes = world.stored("kyoto")["notes"]
@@ -52,15 +56,12 @@ def a_signal_right_behind_an_edit_loses_no_answer(world):
 
 def an_answer_that_nobody_reads_costs_no_edit(world):
     world.told("kyoto")
-    program = [world.program, "--root", world.root]
-    closed = subprocess.Popen([*program, "set", "kyoto", "notes=unread"], stdout=subprocess.PIPE,
-                              stderr=subprocess.PIPE, env=world.environment)  # fmt: skip
+    closed = _popen(world, "set", "kyoto", "notes=unread", stdout=subprocess.PIPE)
     closed.stdout.close()
-    check(closed.wait(30) != 0, "an answer that could not be printed ends with status 0")
+    check(closed.wait(PATIENCE) != 0, "an answer that could not be printed ends with status 0")
     check(world.stored("kyoto")["notes"] == "unread")
     with open("/dev/full", "w") as full:
-        status = subprocess.run([*program, "set", "kyoto", "notes=full"], stdout=full,
-                                stderr=subprocess.DEVNULL, env=world.environment).returncode  # fmt: skip
+        status = _popen(world, "set", "kyoto", "notes=full", stdout=full).wait(PATIENCE)
     check(status != 0)
     check(world.stored("kyoto")["notes"] == "full")
     check(world.cli("verify").done())
@@ -152,11 +153,10 @@ def a_killed_analysis_leaves_what_was_known_and_goes_on_later(world):
     world.tell("kyoto")
     before = world.facts("kyoto")
     for number in (signal.SIGKILL, signal.SIGTERM):
-        child = subprocess.Popen([world.program, "--root", world.root, "analyze", "kyoto"], env=world.environment,
-                                 stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)  # fmt: skip
+        child = _popen(world, "analyze", "kyoto")
         time.sleep(0.4)
         child.send_signal(number)
-        child.wait(30)
+        child.wait(PATIENCE)
         kept(before, world.facts("kyoto"), f"after signal {number}")
     world.cli("analyze").done()
     check(all(photo["labelsAnalyzed"] for photo in world.json("show", "kyoto")["photos"]))
