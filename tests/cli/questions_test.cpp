@@ -126,6 +126,7 @@ TEST_F(QuestionsTest, ARollThatIsDroppedWithWhatTheUserSaidAsks) {
     EXPECT_THAT(script.errors, HasSubstr("camera and film metadata"));
     EXPECT_THAT(script.errors, HasSubstr("say --yes to do it"));
     EXPECT_EQ(asked({"drop", "kyoto"}, "n\n").status, 1);
+    EXPECT_EQ(asked({"reset"}, "n\n").status, 1);
     const Outcome session = asked({"session"}, "drop kyoto\nset kyoto filmName=HP5\n");
     EXPECT_EQ(session.status, 1);
     EXPECT_THAT(session.errors, Not(HasSubstr("[y/N]")));
