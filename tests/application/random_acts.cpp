@@ -78,6 +78,23 @@ void RandomLife::openSeveral() {
     noteCleared();
 }
 
+/// Opening an open roll's folder looks again at photos that could not be read last time. What analysis had
+/// found of them goes until there are new results.
+void RandomLife::noteReanalysis(Known& known, const FilmRoll& roll) {
+    bool any = false;
+    for (const PhotoPointer& photo : roll.photos()) {
+        PhotoRecord& record = known.now.photos[photo->filename()];
+        if (!record.isAnalyzed || photo->labelsAnalyzed() || !roll.isAnalyzing()) continue;
+        record.isAnalyzed = false;
+        record.people = 0;
+        any = true;
+        if (record.dateSource != MetadataSource::autoDetect) continue;
+        record.date.reset();
+        record.dateSource.reset();
+    }
+    if (any) known.versions.push_back(known.now);
+}
+
 std::set<RollID> RandomLife::connected() {
     std::set<RollID> ids;
     for (const RollPointer& roll : app().rolls()) {
@@ -102,6 +119,7 @@ void RandomLife::noteOpened(std::size_t disk, const std::set<RollID>& connected)
         if (known.isRemoved) known.versions = {known.now};
         known.isRemoved = false;
         takeNewcomers(known, *roll);
+        if (connected.contains(known.id)) noteReanalysis(known, *roll);
         expectSame(nameOf(known) + " after opening its folder", difference(known.now, recordOf(*roll)));
         checkPlace(known, *roll);
         // The folder of a roll that is open already is not listed anew.
