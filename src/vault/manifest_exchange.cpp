@@ -248,13 +248,20 @@ bool applyManifest(const VaultRollManifest& manifest, EmbeddingsByFilename embed
     }
     applyRollValues(manifest, roll);
 
+    // A photo stays the object that it is, in either list: steps for undo hold it.
     std::unordered_map<std::string_view, PhotoPointer> live;
     for (const PhotoPointer& photo : roll.photos()) live.emplace(photo->filename(), photo);
+    std::unordered_map<std::string_view, PhotoPointer> out;
+    for (const PhotoPointer& photo : roll.removedPhotos()) out.emplace(photo->filename(), photo);
+    const auto outOrUnseen = [&](const PhotoManifestEntry& entry) {
+        const auto known = out.find(entry.filename);
+        return known == out.end() ? unseenPhoto(roll, entry) : known->second;
+    };
     PhotoList removed;
     for (const PhotoManifestEntry& entry :
          manifest.removedPhotos.value_or(std::vector<PhotoManifestEntry>())) {
         const auto known = live.extract(entry.filename);
-        removed.push_back(known ? known.mapped() : unseenPhoto(roll, entry));
+        removed.push_back(known ? known.mapped() : outOrUnseen(entry));
         applyEntry(entry, extracted(embeddings, entry.filename), *removed.back());
     }
     PhotoList photos;
@@ -266,7 +273,7 @@ bool applyManifest(const VaultRollManifest& manifest, EmbeddingsByFilename embed
     for (const PhotoManifestEntry& entry : manifest.photos) {
         if (!taken.insert(entry.filename).second) continue;  // the first of two entries counts
         const auto known = live.find(entry.filename);
-        if (known == live.end()) photos.push_back(unseenPhoto(roll, entry));
+        if (known == live.end()) photos.push_back(outOrUnseen(entry));
         applyEntry(entry, extracted(embeddings, entry.filename),
                    known == live.end() ? *photos.back() : *known->second);
     }
