@@ -254,16 +254,22 @@ void AppViewModel::addRolls(const std::vector<Path>& folders, bool batchMode) {
 }
 
 std::optional<StoredRoll> AppViewModel::takenBack(const Path& folder, const std::vector<AsideRoll>& aside) {
+    if (aside.empty()) return std::nullopt;
     const Files& files = services_.library.files;
+    const std::vector<FileFingerprint> fingerprint = computeFingerprint(files, folder);
     for (const AsideRoll& each : aside) {
         const Path before(each.folderPath);
-        if (each.folderPath.empty() || (before != folder && realPath(before) != folder)) continue;
+        const bool isPlace = !each.folderPath.empty() && (before == folder || realPath(before) == folder);
+        // A folder that was moved meanwhile is known by its files.
+        if (!isPlace && matchRatio(fingerprint, each.fileFingerprint) < matchingRatio) continue;
         if (roll(each.id)) continue;
         auto stored = services_.vault.takeBackRoll(each.id);
         if (!stored) continue;
         // Other files may lie in the folder by now: they are no photos of that roll, and it stays away.
-        if (judgeFolder(files, folder, stored->manifest.fileFingerprint).isPresent())
+        if (judgeFolder(files, folder, stored->manifest.fileFingerprint).isPresent()) {
+            undoStack_.clear();  // the step of its removal holds the roll as it was
             return std::move(*stored);
+        }
         if (const auto again = services_.vault.deleteRoll(each.id); !again) {
             log::error("Application", "Could not put {} aside again: {}", each.file.string(), again.error());
         }

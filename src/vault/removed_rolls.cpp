@@ -6,6 +6,7 @@
 #include <array>
 #include <set>
 #include <tuple>
+#include <utility>
 
 #include "base/log.h"
 #include "base/text.h"
@@ -110,9 +111,10 @@ std::vector<AsideRoll> asideRolls(const Files& files, const VaultPaths& paths) {
             if (!id || entry.path.extension() != "md") continue;
             AsideRoll& roll =
                 rolls.emplace_back(AsideRoll{.id = *id, .file = entry.path, .when = folder.day});
-            const auto manifest = anyManifest(files, entry.path);
+            auto manifest = anyManifest(files, entry.path);
             if (!manifest) continue;
             roll.folderPath = manifest->folderPath;
+            roll.fileFingerprint = std::move(manifest->fileFingerprint);
             roll.photoCount = manifest->photos.size();
         }
     }

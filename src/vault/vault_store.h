@@ -37,6 +37,7 @@ struct AsideRoll {
     RollID id;
     Path file;
     std::string folderPath;  ///< empty when nothing of its file decodes
+    std::vector<FileFingerprint> fileFingerprint;
     std::size_t photoCount = 0;
     Instant when;  ///< the day of its removal, midnight UTC
 };
