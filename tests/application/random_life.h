@@ -143,13 +143,26 @@ private:
     void noteVisit(const std::set<RollID>& unsaved);
     std::set<RollID> unsaved();
 
-    // --- random_acts.cpp: what may happen
+    // --- random_acts.cpp: what a user does with the library
 
     void openFolder();
     void openSeveral();
     void noteOpened(std::size_t disk, const std::set<RollID>& connected);
     std::set<RollID> connected();
     static void noteReanalysis(Known& known, const FilmRoll& roll);
+    void undo() { step(false); }
+    void redo() { step(true); }
+    void step(bool forward);
+    void remove();
+    void leave();
+    void visit();
+    void changePreference();
+    void toggleFavorite();
+    void wait();
+    void quiet();
+
+    // --- random_edits.cpp: what a user does to a roll, and analysis
+
     void label();
     void turn();
     void setData();
@@ -159,17 +172,7 @@ private:
     void takeOut();
     void bringBack();
     void rename();
-    void undo() { step(false); }
-    void redo() { step(true); }
-    void step(bool forward);
-    void remove();
-    void leave();
-    void visit();
     void analyze();
-    void changePreference();
-    void toggleFavorite();
-    void wait();
-    void quiet();
 
     // --- random_mishaps.cpp: what else may happen
 

@@ -116,7 +116,9 @@ void RandomLife::lookForFolders() {
     for (const auto& known : rolls_) {
         const RollPointer roll = liveOf(*known);
         if (roll) takeNewcomers(*known, *roll);
-        if (roll && roll->isDisconnected() && disks_[known->disk].isThere())
+        // A folder whose new name never reached the disk is found by the next start, not by its name.
+        const bool isSought = roll && roll->sourceFolder() == disks_[known->disk].path;
+        if (isSought && roll->isDisconnected() && disks_[known->disk].isThere())
             fail(nameOf(*known) + " was not found, and its disk is there");
     }
 }
@@ -171,8 +173,9 @@ void RandomLife::damageRoll() {
     const Path file = paths().rollFile(known->id);
     auto backups = backupsOf(file);
     const auto bytes = files().contents(file);
-    if (backups.empty() || !bytes || !decodedRollFile(files().contents(backupPath(file, 1)).value_or("")))
-        return;
+    const auto newest = decodedRollFile(files().contents(backupPath(file, 1)).value_or(""));
+    // A backup from before a renaming does not lead to the folder; that would be two disasters in one.
+    if (!bytes || !newest || newest->folderPath != disks_[known->disk].path.string()) return;
     say("damage the file of {}", nameOf(*known));
     known->damage = damaged(*bytes);
     known->isDamageRead = false;
