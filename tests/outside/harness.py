@@ -256,6 +256,7 @@ class World:
         self.home.mkdir()
         self.serial = 0
         self.running_sessions = []
+        self.disk = None
         self.environment = {
             "PATH": os.environ["PATH"],
             "HOME": str(self.home),
@@ -269,6 +270,9 @@ class World:
         for session in self.running_sessions:
             session.process.kill()
             session.process.wait()
+        if self.disk:
+            detached = 2
+            ctypes.CDLL(None).umount2(str(self.disk).encode(), detached)
         for folder in self.base.rglob("*"):
             if folder.is_dir() and not folder.is_symlink():
                 folder.chmod(0o755)
@@ -433,6 +437,7 @@ class World:
         libc.mount(b"none", b"/", None, private_and_below, None)
         if libc.mount(b"none", str(disk).encode(), b"tmpfs", 0, f"size={size}".encode()) != 0:
             raise Skipped("mounting is not allowed here")
+        self.disk = disk
         return disk
 
 
