@@ -344,10 +344,10 @@ void RandomLife::takeNewcomers(Known& known, const FilmRoll& roll) {
     }
 }
 
-/// Scans of which nothing is known, and that are not there, may be forgotten with the program.
+/// Scans that came since the last quiet moment may be forgotten with the program, if they are not there.
 void RandomLife::dropNewcomers(Known& known, const RollRecord& actual) {
     for (const std::string& name : std::set(known.newcomers)) {
-        if (actual.photos.contains(name) || known.now.photos[name] != PhotoRecord()) continue;
+        if (actual.photos.contains(name)) continue;
         known.newcomers.erase(name);
         for (RollRecord& version : known.versions) {
             version.photos.erase(name);
