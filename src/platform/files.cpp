@@ -2,6 +2,10 @@
 
 namespace kelvaris {
 
+bool isPendingFileName(std::string_view name) {
+    return name.starts_with(".kelvaris-") && name.ends_with(".tmp");
+}
+
 FileResult<void> Files::writeAtomically(const Path& path, ByteView bytes, Durability durability) {
     auto pending = beginWrite(path, durability);
     if (!pending) return Unexpected(pending.error());

@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "base/bytes.h"
@@ -67,6 +68,10 @@ public:
     /// After an error the target is what it was, and the pending file is gone.
     virtual FileResult<void> commit() = 0;
 };
+
+/// Whether the name is that of a file that was being written beside its target. One that outlived its
+/// program, which was killed, is of no use.
+bool isPendingFileName(std::string_view name);
 
 /// Held while a process may write; released with the object.
 class FileLock {

@@ -17,6 +17,7 @@ namespace kelvaris {
 namespace {
 
 /// Short whatever the target's name is: that may use up all the bytes a name can have.
+/// Of the form that isPendingFileName() knows.
 std::string temporaryName() {
     std::uint64_t random = 0;
     if (getrandom(&random, sizeof random, 0) != sizeof random) random = static_cast<std::uint64_t>(getpid());

@@ -21,10 +21,22 @@ VaultPaths VaultPaths::under(const Path& root, const Path& thumbnailCacheBase) {
 
 Path backupPath(const Path& file, int number) { return Path(fmt::format("{}.bak{}", file.string(), number)); }
 
+/// What programs that were killed had begun to write. The caller holds the lock, so nobody writes now.
+void VaultStore::removeAbandonedFiles() {
+    for (const Path& folder : {paths_.vault, paths_.rolls, paths_.embeddings}) {
+        const auto entries = files_.list(folder, false);
+        if (!entries) continue;
+        for (const FolderEntry& entry : *entries) {
+            if (isPendingFileName(entry.path.filename())) (void)files_.removeFile(entry.path);
+        }
+    }
+}
+
 void VaultStore::ensureDirectoriesExist() {
     for (const Path& folder : {paths_.vault, paths_.rolls, paths_.embeddings, paths_.thumbnailCacheBase}) {
         (void)files_.createDirectories(folder);
     }
+    removeAbandonedFiles();
     const auto bytes = files_.read(paths_.schemaFile, static_cast<std::int64_t>(schemaText().size()));
     if (!bytes || asText(*bytes) != schemaText()) {
         (void)files_.writeAtomically(paths_.schemaFile, asBytes(schemaText()));

@@ -66,8 +66,9 @@ public:
 
     const VaultPaths& paths() const { return paths_; }
 
-    /// Makes the folders, and writes SCHEMA.md unless it stands there as it should. Errors are swallowed:
-    /// the first save will tell.
+    /// Makes the folders, clears away what killed programs had begun to write, and writes SCHEMA.md unless it
+    /// stands there as it should. For the one program that may write. Errors are swallowed: the first save
+    /// will tell.
     void ensureDirectoriesExist();
 
     // --- Reading
@@ -141,6 +142,7 @@ public:
     std::vector<Path> keptBeside() const;
 
 private:
+    void removeAbandonedFiles();
     struct RollReading;
     RollReading readRoll(const RollListing::Roll& roll) const;
     FileResult<RollListing> listRolls() const;

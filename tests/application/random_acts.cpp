@@ -61,13 +61,16 @@ void RandomLife::openSeveral() {
     noteCleared();
 }
 
-/// Opening an open roll's folder looks again at photos that could not be read last time. What analysis had
-/// found of them goes until there are new results.
+/// Opening the folder of a roll in the list looks again at photos that could not be read last time. What
+/// analysis had found of them goes until there are new results.
 void RandomLife::noteReanalysis(Known& known, const FilmRoll& roll) {
     bool any = false;
     for (const PhotoPointer& photo : roll.photos()) {
         PhotoRecord& record = known.now.photos[photo->filename()];
-        if (!record.isAnalyzed || photo->labelsAnalyzed() || !roll.isAnalyzing()) continue;
+        const bool isLookedAt = std::ranges::any_of(world_.pipeline().runs, [&](const auto& run) {
+            return run.isReanalysis && std::ranges::find(run.photos, photo) != run.photos.end();
+        });
+        if (!record.isAnalyzed || photo->labelsAnalyzed() || !isLookedAt) continue;
         record.isAnalyzed = false;
         record.people = 0;
         any = true;
@@ -102,7 +105,7 @@ void RandomLife::noteOpened(std::size_t disk, const std::set<RollID>& connected)
         if (known.isRemoved) known.versions = {known.now};
         known.isRemoved = false;
         takeNewcomers(known, *roll);
-        if (connected.contains(known.id)) noteReanalysis(known, *roll);
+        noteReanalysis(known, *roll);
         expectSame(nameOf(known) + " after opening its folder", difference(known.now, recordOf(*roll)));
         checkPlace(known, *roll);
         // The folder of a roll that is open already is not listed anew.
@@ -135,10 +138,10 @@ void RandomLife::step(bool forward) {
     say("{} \"{}\" of {}", forward ? "redo" : "undo", label.value_or("nothing"), nameOf(*known));
     const RollPointer roll = app().roll(step.roll);
     if (step.kind == Step::Kind::removal) {
-        const bool isGone = !roll;
-        if (forward && isGone) known->isRemoved = true;
-        if (!forward && isGone) return fail(nameOf(*known) + " did not come back by undo");
-        if (!forward) known->isRemoved = false;
+        if (forward && roll) return;  // refused, as when the disk is full: it is still there
+        if (!forward && !roll) return fail(nameOf(*known) + " did not come back by undo");
+        if (known->isRemoved == forward) return;  // the removal was refused before
+        known->isRemoved = forward;
         known->versions = {known->now};
         return;
     }

@@ -149,7 +149,7 @@ private:
     void openSeveral();
     void noteOpened(std::size_t disk, const std::set<RollID>& connected);
     std::set<RollID> connected();
-    static void noteReanalysis(Known& known, const FilmRoll& roll);
+    void noteReanalysis(Known& known, const FilmRoll& roll);
     void undo() { step(false); }
     void redo() { step(true); }
     void step(bool forward);

@@ -41,6 +41,17 @@ TEST_F(VaultServiceTest, AStartMakesTheFoldersAndRestoresTheSchemaText) {
     EXPECT_EQ(contents(paths.schemaFile), schemaText());
 }
 
+TEST_F(VaultServiceTest, AWriterClearsAwayWhatKilledProgramsHadBegunAndNothingElse) {
+    const Path abandoned = paths.rolls / ".kelvaris-0123456789abcdef.tmp";
+    const Path foreign = paths.rolls / ".kelvaris-notes";
+    for (const Path& path : {abandoned, foreign}) machine.files.addFile(path, "half a roll");
+    const auto reader = makeVault(VaultService::Access::readOnly);
+    EXPECT_TRUE(machine.files.exists(abandoned)) << "it may be another program's, at work";
+    openVault();
+    EXPECT_FALSE(machine.files.exists(abandoned));
+    EXPECT_TRUE(machine.files.exists(foreign));
+}
+
 TEST_F(VaultServiceTest, FourSavesLeaveThreeBackupsTheLatestFirst) {
     const auto roll = loadedRoll(1);
     for (const char* notes : {"one", "two", "three", "four", "five"})
