@@ -137,7 +137,7 @@ TEST_F(DiscoveryCommandsTest, PeopleAreCorrectedAndTheCorrectionsLast) {
         std::string says;
     } cases[] = {
         {{"people", "merge", "1", "1"}, 1, "cannot be merged with itself"},
-        {{"people", "merge", "1", "2"}, 1, "no group is called \"2\""},
+        {{"people", "merge", "1", "no-id"}, 1, "no group is called \"no-id\""},
         {{"people", "merge", "1"}, 2, ""},
         {{"people", "move", "kyoto", "1", "1", "1"}, 1, "in this group already"},
         {{"people", "move", "kyoto", "1", "2", "1"}, 1, "the photo's faces are numbered 1 to 1"},
