@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "base/log.h"
 #include "vault/bodies.h"
 
 namespace kelvaris {
@@ -39,7 +40,8 @@ void VaultStore::ensureDirectoriesExist() {
     removeAbandonedFiles();
     const auto bytes = files_.read(paths_.schemaFile, static_cast<std::int64_t>(schemaText().size()));
     if (!bytes || asText(*bytes) != schemaText()) {
-        (void)files_.writeAtomically(paths_.schemaFile, asBytes(schemaText()));
+        const auto written = files_.writeAtomically(paths_.schemaFile, asBytes(schemaText()));
+        if (!written) log::info("Vault", "SCHEMA.md was not written: {}", written.error().message);
     }
 }
 

@@ -116,7 +116,9 @@ void VaultStore::turnBackups(const Path& file, std::string_view current) {
     }
     // A copy, so that the file is never absent. It need not reach the disk before the file's own new
     // version does: until then the file itself is what the copy would save.
-    (void)files_.writeAtomically(newest, asBytes(current), Durability::cache);
+    if (const auto kept = files_.writeAtomically(newest, asBytes(current), Durability::cache); !kept) {
+        log::error("Vault", "Could not keep {}: {}", newest.filename(), kept.error().message);
+    }
 }
 
 Path VaultStore::freePlaceBeside(const Path& file, std::string_view word) const {
